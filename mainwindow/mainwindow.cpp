@@ -1,0 +1,70 @@
+// The shell: how the window is built and torn down, and what it does with its child windows.
+#include "mainwindow.h"
+
+#include "about/about.h"
+#include "addresses.h"
+#include "serialmonitor/serialmonitor.h"
+#include "ui_mainwindow.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+namespace {
+
+const QString applicationVersion = QStringLiteral("1.0 beta 6");
+constexpr int pollInterval = 100; // ms
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent)
+    , ui(new Ui_MainWindow)
+{
+    ui->setupUi(this);
+    setFixedSize(size());
+
+    errorReportText = tr(Addresses::errorReportText);
+    serialMonitor = new SerialMonitor(this);
+    aboutWindow = new about(this);
+    aboutWindow->setVersion(applicationVersion);
+    serialPortOpen = false;
+
+    const QDir applicationDirectory(QCoreApplication::applicationDirPath());
+    compiledSketchesPath =
+        applicationDirectory.absolutePath() + QStringLiteral("/compiled_sketches/");
+    avrdudePath = applicationDirectory.absolutePath() + QStringLiteral("/avrdude/");
+
+    // The reply comes through the event loop, so it finds the catalogue built.
+    updateOnlineRepositoryFilenameList();
+    updateCompiledSketckesList(compiledSketchesPath);
+    updateProgramlist();
+    updateSerialPortList();
+    updateDeviceList();
+
+    // The program list decides: without a program there is nothing to recommend for a device.
+    if (ui->listWidget_programlist->currentRow() == -1)
+        ui->frame_deviceinfo->setVisible(false);
+
+    connect(&periodicTimer, SIGNAL(timeout()), this, SLOT(periodic_update()));
+    periodicTimer.start(pollInterval);
+    connect(ui->actionAbout, SIGNAL(triggered()), this, SLOT(open_window_about()));
+
+    setWindowTitle(QStringLiteral("VTUpdater v") + applicationVersion);
+}
+
+MainWindow::~MainWindow()
+{
+    CloseSerialPort();
+    delete ui;
+}
+
+void MainWindow::open_window_about()
+{
+    aboutWindow->setVisible(true);
+}
+
+void MainWindow::CloseSerialPort()
+{
+    serialPortOpen = false;
+    serialPort.close();
+}

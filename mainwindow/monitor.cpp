@@ -1,0 +1,27 @@
+// Opening the serial monitor on the selected device.
+#include "mainwindow.h"
+
+#include "serialmonitor/serialmonitor.h"
+#include "ui_mainwindow.h"
+
+void MainWindow::on_openserialmonitorbutton_clicked()
+{
+    const QListWidgetItem *device = ui->listWidget_devicelist->currentItem();
+    if (device == nullptr) {
+        displayWarningBox(tr("No device selected."),
+                          tr("Please select a device before opening serial monitor."),
+                          QMessageBox::Ok);
+        return;
+    }
+
+    if (OpenSerialPort(device->text())) {
+        serialMonitor->show();
+        return;
+    }
+
+    displayWarningBox(tr("Error opening device."),
+                      tr("Please check device connection and try again."), QMessageBox::Ok);
+    CloseSerialPort();
+    updateSerialPortList();
+    updateDeviceList();
+}

@@ -1,0 +1,59 @@
+// The serial monitor window.
+#include "serialmonitor.h"
+
+#include "ui_serialmonitor.h"
+
+#include <QScrollBar>
+
+SerialMonitor::SerialMonitor(QWidget *parent)
+    : QMainWindow(parent)
+    , ui(new Ui_SerialMonitor)
+{
+    ui->setupUi(this);
+}
+
+SerialMonitor::~SerialMonitor()
+{
+    delete ui;
+}
+
+void SerialMonitor::appendToSerialMonitor(QString text)
+{
+    // A text browser follows its end only while it stands there.
+    if (ui->checkBox->isChecked()) {
+        QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
+        scrollBar->setValue(scrollBar->maximum());
+    }
+    ui->textBrowser->append(text);
+}
+
+void SerialMonitor::scheduleToSendAndClear()
+{
+    toSendText = ui->lineEdit->text();
+    ui->lineEdit->clear();
+}
+
+QString SerialMonitor::pendingText() const
+{
+    return toSendText;
+}
+
+void SerialMonitor::clearPendingText()
+{
+    toSendText.clear();
+}
+
+void SerialMonitor::on_pushButton_2_clicked()
+{
+    ui->textBrowser->clear();
+}
+
+void SerialMonitor::on_pushButton_clicked()
+{
+    scheduleToSendAndClear();
+}
+
+void SerialMonitor::on_lineEdit_returnPressed()
+{
+    scheduleToSendAndClear();
+}
