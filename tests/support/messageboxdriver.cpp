@@ -1,0 +1,93 @@
+// Answers modal message boxes.
+#include "messageboxdriver.h"
+
+#include <QApplication>
+#include <QPushButton>
+#include <QTest>
+
+namespace {
+
+constexpr int lookInterval = 10; // ms
+
+SeenBox takeDown(const QMessageBox &box)
+{
+    SeenBox seen;
+    seen.text = box.text();
+    seen.informativeText = box.informativeText();
+    seen.title = box.windowTitle();
+    seen.icon = box.icon();
+    seen.buttons = box.standardButtons();
+    seen.defaultButton = box.standardButton(box.defaultButton());
+    seen.hasParent = box.parent() != nullptr;
+    seen.hasWindowIcon = box.testAttribute(Qt::WA_SetWindowIcon) && !box.windowIcon().isNull();
+    seen.modality = box.windowModality();
+    return seen;
+}
+
+} // namespace
+
+MessageBoxDriver::MessageBoxDriver(const QList<Answer> &script)
+    : answers(script)
+{
+    connect(&timer, &QTimer::timeout, this, &MessageBoxDriver::lookForBox);
+    timer.start(lookInterval);
+}
+
+void MessageBoxDriver::whileOpen(const std::function<void()> &newAction)
+{
+    action = newAction;
+}
+
+void MessageBoxDriver::keepOpenFor(int milliseconds)
+{
+    openTime = milliseconds;
+}
+
+const QList<SeenBox> &MessageBoxDriver::boxes() const
+{
+    return seen;
+}
+
+QStringList MessageBoxDriver::texts() const
+{
+    QStringList result;
+    for (const SeenBox &box : seen)
+        result.append(box.text);
+    return result;
+}
+
+void MessageBoxDriver::lookForBox()
+{
+    auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+    // While one box is being answered the timer goes on, and another box would be an error of the
+    // program that the seen list must show: only the same box is passed over.
+    if (box == nullptr || !box->isVisible() || answering)
+        return;
+
+    answering = true;
+    seen.append(takeDown(*box));
+    if (action)
+        action();
+    if (openTime > 0)
+        QTest::qWait(openTime);
+    answering = false;
+    answer(box);
+}
+
+void MessageBoxDriver::answer(QMessageBox *box)
+{
+    switch (answers.at(qMin(seen.size(), answers.size()) - 1)) {
+    case PressOk:
+        QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
+        return;
+    case PressCancel:
+        QTest::mouseClick(box->button(QMessageBox::Cancel), Qt::LeftButton);
+        return;
+    case PressEscape:
+        QTest::keyClick(box, Qt::Key_Escape);
+        return;
+    case CloseBox:
+        box->close();
+        return;
+    }
+}

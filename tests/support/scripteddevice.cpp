@@ -1,0 +1,173 @@
+// A device on a pseudo terminal.
+#include "scripteddevice.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
+#include <mutex>
+#include <poll.h>
+#include <termios.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr int wakeUpInterval = 5; // ms
+
+int openMaster()
+{
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+        qFatal("no pseudo terminal");
+    return master;
+}
+
+// Raw from the start: a terminal that nobody has opened yet would echo what the device sends.
+int openRawSlave(const QString &name)
+{
+    const int slave = open(qPrintable(name), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios settings = {};
+    tcgetattr(slave, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(slave, TCSANOW, &settings);
+    return slave;
+}
+
+} // namespace
+
+class ScriptedDevice::Worker
+{
+public:
+    explicit Worker(const QList<QByteArray> &script)
+        : answers(script)
+        , master(openMaster())
+        , name(QString::fromLocal8Bit(ptsname(master)))
+        , slave(openRawSlave(name))
+        , thread([this] { run(); })
+    {
+    }
+
+    ~Worker()
+    {
+        stopping = true;
+        thread.join();
+        hangUp();
+    }
+
+    void send(const QByteArray &bytes)
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        if (master >= 0 && write(master, bytes.constData(), size_t(bytes.size())) != bytes.size())
+            qWarning("the scripted device lost bytes");
+    }
+
+    void hangUp()
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        if (master < 0)
+            return;
+        close(slave);
+        close(master);
+        master = -1;
+    }
+
+    mutable std::recursive_mutex lock;
+    QList<QByteArray> answers;
+    QByteArray received;
+    int requests = 0;
+    int lastRequest = 0; // hangs up at this request; 0 never
+    std::atomic<bool> stopping = {false};
+    int master;
+    const QString name;
+
+private:
+    void run()
+    {
+        while (!stopping) {
+            pollfd descriptor = {currentMaster(), POLLIN, 0};
+            if (poll(&descriptor, 1, wakeUpInterval) > 0)
+                takeBytes();
+        }
+    }
+
+    int currentMaster()
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        return master;
+    }
+
+    void takeBytes()
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        char bytes[256];
+        const ssize_t count = master < 0 ? -1 : read(master, bytes, sizeof bytes);
+        for (ssize_t i = 0; i < count; ++i)
+            take(bytes[i]);
+    }
+
+    void take(char byte)
+    {
+        received.append(byte);
+        if (byte != 'v')
+            return;
+
+        ++requests;
+        if (requests == lastRequest) {
+            hangUp();
+            return;
+        }
+        const QByteArray answer = answers.at(qMin(requests, answers.size()) - 1);
+        if (!answer.isEmpty())
+            send(answer);
+    }
+
+    int slave;
+    std::thread thread;
+};
+
+ScriptedDevice::ScriptedDevice(const QList<QByteArray> &script)
+    : worker(std::make_unique<Worker>(script))
+{
+}
+
+ScriptedDevice::~ScriptedDevice() = default;
+
+QString ScriptedDevice::portName() const
+{
+    return worker->name;
+}
+
+void ScriptedDevice::setAnswers(const QList<QByteArray> &answers)
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    worker->answers = answers;
+    worker->requests = 0;
+}
+
+int ScriptedDevice::requests() const
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    return worker->requests;
+}
+
+QByteArray ScriptedDevice::received() const
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    return worker->received;
+}
+
+void ScriptedDevice::send(const QByteArray &bytes)
+{
+    worker->send(bytes);
+}
+
+void ScriptedDevice::unplug()
+{
+    worker->hangUp();
+}
+
+void ScriptedDevice::unplugAtRequest(int number)
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    worker->lastRequest = number;
+}

@@ -1,0 +1,45 @@
+#ifndef SCRIPTEDDEVICE_H
+#define SCRIPTEDDEVICE_H
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+// A device on a pseudo terminal that answers the n-th version request with the n-th answer of its
+// script and later ones with the last. It works on a thread of its own, because the program blocks
+// while it waits for an answer.
+class ScriptedDevice
+{
+public:
+    // An empty answer is silence.
+    explicit ScriptedDevice(const QList<QByteArray> &script = {QByteArray()});
+    ~ScriptedDevice();
+
+    ScriptedDevice(const ScriptedDevice &) = delete;
+    ScriptedDevice &operator=(const ScriptedDevice &) = delete;
+
+    // Absolute path of the terminal; QSerialPort takes it for a port name.
+    QString portName() const;
+
+    // Replaces the script; the count of requests starts anew.
+    void setAnswers(const QList<QByteArray> &answers);
+
+    // How many "v" bytes came, and every byte that came.
+    int requests() const;
+    QByteArray received() const;
+
+    // Sends without being asked, in one piece.
+    void send(const QByteArray &bytes);
+
+    // Closes the device's end, at once or as soon as the n-th request has come.
+    void unplug();
+    void unplugAtRequest(int number);
+
+private:
+    class Worker;
+    std::unique_ptr<Worker> worker;
+};
+
+#endif

@@ -1,0 +1,116 @@
+// USB serial adapters in a mocked sysfs and udev.
+#include "usbtestbed.h"
+
+#include <QDir>
+#include <QFile>
+
+// Qt's "signals" is a name in GLib's headers.
+#undef signals
+#include <umockdev.h>
+
+#include <sys/ioctl.h>
+
+namespace {
+
+// The exclusive use of a port is not refused: QSerialPort would take it for an error of the port.
+gboolean allowExclusiveUse(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer)
+{
+    const gulong request = umockdev_ioctl_client_get_request(client);
+    if (request != TIOCEXCL && request != TIOCNXCL)
+        return FALSE;
+    umockdev_ioctl_client_complete(client, 0, 0);
+    return TRUE;
+}
+
+} // namespace
+
+struct UsbTestbed::Testbed
+{
+    UMockdevTestbed *mock = umockdev_testbed_new();
+    UMockdevIoctlBase *ioctls = umockdev_ioctl_base_new();
+
+    Testbed() { g_signal_connect(ioctls, "handle-ioctl", G_CALLBACK(allowExclusiveUse), nullptr); }
+    ~Testbed()
+    {
+        g_object_unref(mock);
+        g_object_unref(ioctls);
+    }
+
+    QString root() const
+    {
+        gchar *path = umockdev_testbed_get_root_dir(mock);
+        const QString result = QFile::decodeName(path);
+        g_free(path);
+        return result;
+    }
+};
+
+UsbTestbed::UsbTestbed()
+    : testbed(new Testbed)
+{
+    if (umockdev_in_mock_environment() == FALSE)
+        qFatal("run this test under umockdev-wrapper");
+}
+
+UsbTestbed::~UsbTestbed()
+{
+    const QStringList ports = parents.keys();
+    for (const QString &port : ports)
+        unplug(port);
+    delete testbed;
+}
+
+void UsbTestbed::plug(const QString &portName, const QString &terminal,
+                      const QString &productIdentifier, const QString &vendorIdentifier)
+{
+    const QByteArray name = portName.toUtf8();
+    const QByteArray product = productIdentifier.toUtf8();
+    const QByteArray vendor = vendorIdentifier.toUtf8();
+    const QByteArray node = "/dev/" + name;
+    gchar *usb = umockdev_testbed_add_device(
+        testbed->mock, "usb", ("usb-" + name).constData(), nullptr, "idVendor", vendor.constData(),
+        "idProduct", product.constData(), nullptr, "DEVTYPE", "usb_device", "ID_VENDOR_ID",
+        vendor.constData(), "ID_MODEL_ID", product.constData(), nullptr);
+    gchar *tty = umockdev_testbed_add_device(
+        testbed->mock, "tty", name.constData(), usb, nullptr, "DEVNAME", node.constData(), "ID_BUS",
+        "usb", "ID_VENDOR_ID", vendor.constData(), "ID_MODEL_ID", product.constData(),
+        "ID_SERIAL_SHORT", name.constData(), nullptr);
+    parents.insert(portName, QFile::decodeName(usb));
+    g_free(tty);
+    g_free(usb);
+    link(portName, terminal);
+}
+
+void UsbTestbed::plugWithoutIdentifiers(const QString &portName)
+{
+    const QByteArray name = portName.toUtf8();
+    gchar *platform = umockdev_testbed_add_device(
+        testbed->mock, "platform", ("platform-" + name).constData(), nullptr, nullptr, nullptr);
+    gchar *tty =
+        umockdev_testbed_add_device(testbed->mock, "tty", name.constData(), platform, nullptr,
+                                    "DEVNAME", ("/dev/" + name).constData(), nullptr);
+    parents.insert(portName, QFile::decodeName(platform));
+    g_free(tty);
+    g_free(platform);
+}
+
+void UsbTestbed::link(const QString &portName, const QString &terminal)
+{
+    if (terminal.isEmpty())
+        return;
+    const QString devices = testbed->root() + QStringLiteral("/dev/");
+    QDir().mkpath(devices);
+    QFile::link(terminal, devices + portName);
+    umockdev_testbed_attach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
+                                  testbed->ioctls, nullptr);
+}
+
+void UsbTestbed::unplug(const QString &portName)
+{
+    const QString node = testbed->root() + QStringLiteral("/dev/") + portName;
+    if (QFile::remove(node)) {
+        umockdev_testbed_detach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
+                                      nullptr);
+    }
+    umockdev_testbed_remove_device(testbed->mock, parents.take(portName).toUtf8().constData());
+}

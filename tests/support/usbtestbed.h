@@ -1,0 +1,34 @@
+#ifndef USBTESTBED_H
+#define USBTESTBED_H
+
+#include <QMap>
+#include <QString>
+
+// USB serial adapters that the system seems to have: QSerialPortInfo lists them, and their device
+// nodes lead to a terminal. The test program must run under umockdev-wrapper.
+class UsbTestbed
+{
+public:
+    UsbTestbed();
+    ~UsbTestbed();
+
+    UsbTestbed(const UsbTestbed &) = delete;
+    UsbTestbed &operator=(const UsbTestbed &) = delete;
+
+    // Makes /dev/<portName> lead to the terminal; an empty one leaves a node that does not open.
+    void plug(const QString &portName, const QString &terminal = QString(),
+              const QString &productIdentifier = QStringLiteral("6001"),
+              const QString &vendorIdentifier = QStringLiteral("0403"));
+    // A serial port of the mainboard: no identifiers at all.
+    void plugWithoutIdentifiers(const QString &portName);
+    void unplug(const QString &portName);
+
+private:
+    void link(const QString &portName, const QString &terminal);
+
+    struct Testbed;
+    Testbed *testbed; // owned
+    QMap<QString, QString> parents; // the adapter's path in sysfs, by port name
+};
+
+#endif
