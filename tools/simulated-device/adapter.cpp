@@ -1,0 +1,107 @@
+// Packs and paces bytes as an FT232R does, and passes the edge of DTR to the chip's reset.
+
+#include "adapter.h"
+
+#include <sys/ioctl.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t packetSize = 62; // 64 of a full-speed packet, less two status bytes
+constexpr std::size_t bufferSize = 128;
+constexpr unsigned latencyMs = 16;
+constexpr unsigned latencyByteTimes = latencyMs * baudRate / bitsPerByte / 1000;
+constexpr speed_t hostSpeed = B115200;
+constexpr std::uint8_t garbledByte = 0xff;
+constexpr int linesWhenOpen = TIOCM_DTR | TIOCM_RTS;
+
+} // namespace
+
+Adapter::Adapter(ByteSink toChip, ResetLine resetChip)
+    : m_toChip(std::move(toChip))
+    , m_resetChip(std::move(resetChip))
+{
+}
+
+void Adapter::plugIn()
+{
+    m_port.emplace();
+}
+
+void Adapter::unplug()
+{
+    m_port.reset();
+    m_isOpen = false;
+    m_modemLines = 0;
+    m_bufferToChip.clear();
+    m_packet.clear();
+}
+
+void Adapter::open()
+{
+    m_isOpen = true;
+    m_port->discardUnread();
+    setModemLines(0);
+    setModemLines(linesWhenOpen);
+}
+
+void Adapter::close()
+{
+    m_isOpen = false;
+    setModemLines(0);
+}
+
+void Adapter::setModemLines(int lines)
+{
+    const bool raised = (lines & TIOCM_DTR) && !(m_modemLines & TIOCM_DTR);
+    m_modemLines = lines;
+    // The capacitor lets the edge through, not the level.
+    if (raised)
+        m_resetChip();
+}
+
+void Adapter::fromChip(std::uint8_t byte)
+{
+    ++m_bytesFromChip;
+    if (m_packet.empty())
+        m_packetAge = 0;
+    m_packet.push_back(static_cast<char>(byte));
+}
+
+void Adapter::fetchFromHost()
+{
+    for (const char byte : m_port->read(bufferSize - m_bufferToChip.size()))
+        m_bufferToChip.push_back(static_cast<std::uint8_t>(byte));
+}
+
+void Adapter::passByteTime()
+{
+    if (!m_bufferToChip.empty())
+        passByteToChip();
+    if (m_packet.empty())
+        return;
+    ++m_packetAge;
+    if (m_packet.size() >= packetSize || m_packetAge >= latencyByteTimes)
+        sendPacket();
+}
+
+void Adapter::passByteToChip()
+{
+    ++m_bytesToChip;
+    m_toChip(hostSpeedIsRight() ? m_bufferToChip.front() : garbledByte);
+    m_bufferToChip.pop_front();
+}
+
+void Adapter::sendPacket()
+{
+    // Nobody asks a closed adapter for its packets.
+    if (m_isOpen)
+        m_port->write(hostSpeedIsRight() ? m_packet
+                                         : std::string(m_packet.size(), char(garbledByte)));
+    m_packet.clear();
+}
+
+bool Adapter::hostSpeedIsRight() const
+{
+    return m_port->speed() == hostSpeed;
+}
