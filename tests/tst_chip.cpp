@@ -1,0 +1,198 @@
+// The program and a real chip: the query after a reset, an update by avrdude, the serial monitor
+// and a pulled plug. Runs on a simulated device that holds Metronome, version 1.
+#include "mainwindow/mainwindow.h"
+#include "serialmonitor/serialmonitor.h"
+#include "support/applicationdirectory.h"
+#include "support/chip.h"
+#include "support/messageboxdriver.h"
+#include "support/windowdriver.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProcess>
+#include <QTest>
+#include <QTextBrowser>
+
+namespace {
+
+constexpr int answerTimeout = 5000; // ms
+
+const QString updateRecommended = QStringLiteral("<font color='red'>Update recommended.</font>");
+const QString latestVersion =
+    QStringLiteral("<font color='green'>Latest version on device.</font>");
+
+QString labelText(const MainWindow &window, const char *name)
+{
+    return child<QLabel>(window, name)->text();
+}
+
+void send(const SerialMonitor &monitor, const QString &text)
+{
+    auto *line = child<QLineEdit>(monitor, "lineEdit");
+    QTest::keyClicks(line, text);
+    QTest::keyClick(line, Qt::Key_Return);
+}
+
+// A shell script: the window is blocked while the uploader runs.
+QString pullThePlugDuringUpload()
+{
+    return QStringLiteral("until pgrep -f -- '^%1avrdude ' >/dev/null; do sleep 0.05; done; "
+                          "sleep 0.5; '%2' unplug")
+        .arg(ApplicationDirectory::uploaderPath(), QStringLiteral(SIMULATED_DEVICE_CONTROL));
+}
+
+QString shownText(const SerialMonitor &monitor)
+{
+    return child<QTextBrowser>(monitor, "textBrowser")->toPlainText();
+}
+
+} // namespace
+
+class tst_Chip : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void answersTheQueryAfterTheResetOfOpening();
+    void isAskedAgainByTheRefreshButton();
+    void talksToTheSerialMonitor();
+    void isMissedWhenThePlugIsPulled();
+    void isMissedTwiceWhenTextWasPending();
+    void isWrittenByAvrdude();
+    void recoversFromAPlugPulledDuringTheUpload();
+
+private:
+    void openMonitor();
+
+    MainWindow *window = nullptr;
+    SerialMonitor *monitor = nullptr;
+};
+
+void tst_Chip::init()
+{
+    ApplicationDirectory::clear();
+    Chip::installAvrdude();
+    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
+        ApplicationDirectory::addSketch(name, Chip::image(name));
+    window = new MainWindow;
+    window->show();
+    monitor = window->findChild<SerialMonitor *>();
+    QVERIFY(selectRow(*window, "listWidget_programlist", 1));
+}
+
+void tst_Chip::cleanup()
+{
+    delete window;
+    ApplicationDirectory::clear();
+}
+
+void tst_Chip::openMonitor()
+{
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QVERIFY(chooseMenuEntry(*window, "actionSerial_Monitor"));
+    QVERIFY(monitor->isVisible());
+}
+
+void tst_Chip::answersTheQueryAfterTheResetOfOpening()
+{
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QCOMPARE(labelText(*window, "label_programondevice"), QStringLiteral("Metronome"));
+    QCOMPARE(labelText(*window, "label_updaterecommendation"), updateRecommended);
+}
+
+void tst_Chip::isAskedAgainByTheRefreshButton()
+{
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    child<QLabel>(*window, "label_programondevice")->clear();
+    const MessageBoxDriver boxes;
+    QVERIFY(click(*window, "pushButton_programondevice_refresh"));
+    QCOMPARE(labelText(*window, "label_programondevice"), QStringLiteral("Metronome"));
+    QCOMPARE(boxes.texts(), QStringList());
+}
+
+void tst_Chip::talksToTheSerialMonitor()
+{
+    openMonitor();
+    send(*monitor, QStringLiteral("hello"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(*monitor), QStringLiteral("Heard: hello"), answerTimeout);
+    send(*monitor, QStringLiteral("v"));
+    QTRY_VERIFY_WITH_TIMEOUT(shownText(*monitor).endsWith(QStringLiteral("Version:Metronome__1")),
+                             answerTimeout);
+}
+
+void tst_Chip::isMissedWhenThePlugIsPulled()
+{
+    openMonitor();
+    MessageBoxDriver boxes;
+    boxes.keepOpenFor(1000);
+    QVERIFY(Chip::unplug());
+    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), answerTimeout);
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Unable to communicate with device")});
+    QCOMPARE(child<QListWidget>(*window, "listWidget_devicelist")->count(), 0);
+
+    QVERIFY(Chip::replug());
+    QVERIFY(click(*window, "pushButton_devicelist_refresh"));
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QCOMPARE(labelText(*window, "label_updaterecommendation"), updateRecommended);
+}
+
+void tst_Chip::isMissedTwiceWhenTextWasPending()
+{
+    openMonitor();
+    const MessageBoxDriver boxes;
+    send(*monitor, QStringLiteral("lost"));
+    QVERIFY(Chip::unplug());
+    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), answerTimeout);
+    QTRY_COMPARE(boxes.texts(),
+                 (QStringList {QStringLiteral("Unable to communicate with device"),
+                               QStringLiteral("Unable to write to device")}));
+    QVERIFY(Chip::replug());
+}
+
+void tst_Chip::isWrittenByAvrdude()
+{
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QVERIFY(Chip::holds(QStringLiteral("Metronome__1")));
+    QVERIFY(!Chip::holds(QStringLiteral("Metronome__2")));
+
+    const MessageBoxDriver boxes;
+    QVERIFY(click(*window, "pushButton_update"));
+    QCOMPARE(boxes.texts(),
+             (QStringList {QStringLiteral("DO NOT REMOVE OR TURN OFF THE DEVICE."),
+                           QStringLiteral("Upload successfull.")}));
+    QVERIFY(Chip::holds(QStringLiteral("Metronome__2")));
+    QCOMPARE(labelText(*window, "label_programondevice"), QStringLiteral("Metronome"));
+    QCOMPARE(labelText(*window, "label_updaterecommendation"), latestVersion);
+}
+
+void tst_Chip::recoversFromAPlugPulledDuringTheUpload()
+{
+    QVERIFY(selectRow(*window, "listWidget_programlist", 0));
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QProcess hand;
+    hand.start(QStringLiteral("sh"), {QStringLiteral("-c"), pullThePlugDuringUpload()});
+    const MessageBoxDriver boxes;
+    QVERIFY(click(*window, "pushButton_update"));
+    // It is avrdude's matter whether it ends or waits for the lost port until it is killed.
+    QVERIFY(boxes.texts().last() == QLatin1String("Unable to upload to device.")
+            || boxes.texts().last() == QLatin1String("Upload successfull."));
+    QVERIFY(hand.waitForFinished());
+    QCOMPARE(hand.exitCode(), 0);
+    QVERIFY(!Chip::holds(QStringLiteral("Lantern__1")));
+
+    // The bootloader is still there, so the next update mends what is left of the sketch.
+    QVERIFY(Chip::replug());
+    QVERIFY(click(*window, "pushButton_devicelist_refresh"));
+    QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
+    QVERIFY(click(*window, "pushButton_update"));
+    QCOMPARE(boxes.texts().last(), QStringLiteral("Upload successfull."));
+    QVERIFY(Chip::holds(QStringLiteral("Lantern__1")));
+}
+
+QTEST_MAIN(tst_Chip)
+
+#include "tst_chip.moc"
