@@ -1,0 +1,906 @@
+// The firmware upload: the update button, its checks and boxes, and the run of the uploader.
+#include "mainwindow/mainwindow.h"
+#include "support/applicationdirectory.h"
+#include "support/messageboxdriver.h"
+#include "support/scripteddevice.h"
+#include "support/usbtestbed.h"
+#include "support/windowdriver.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFrame>
+#include <QLabel>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+
+namespace {
+
+const QString portName = QStringLiteral("ttyUSB0");
+const QByteArray oldOnDevice = "Version:Blink__1\r\n";
+const QByteArray newOnDevice = "Version:Blink__2\r\n";
+const QString untouched = QStringLiteral("Untouched status");
+
+const QString reportText =
+    QStringLiteral("Please report this error at the developer's forum: "
+                   "http://forum.korvex.example and we'll work on a fix for it.");
+const QString configurationError = QStringLiteral("Upload configuration error.");
+const QString noProgramFound = QStringLiteral("Couldn't find avrdude. ") + reportText;
+const QString noConfigurationFound = QStringLiteral("Couldn't find avrdude.conf. ") + reportText;
+
+enum class Entry { Missing, File, Directory, InOtherCase, DanglingLink };
+
+QByteArray script(const QByteArray &body)
+{
+    return "#!/bin/sh\nhere=$(dirname \"$0\")\n" + body + "\n";
+}
+
+// Leaves a file behind as soon as it runs.
+const QByteArray markingScript = script("echo ran > \"$here/ran\"");
+
+QString leftByUploader(const QString &fileName)
+{
+    return ApplicationDirectory::uploaderPath() + fileName;
+}
+
+QByteArray writtenByUploader(const char *fileName)
+{
+    return ApplicationDirectory::contentOf(leftByUploader(QLatin1String(fileName)));
+}
+
+bool uploaderRan()
+{
+    return QFileInfo::exists(leftByUploader(QStringLiteral("ran")));
+}
+
+// A box in one piece, so that a comparison shows all that the user sees of it.
+QString box(QMessageBox::Icon icon, QMessageBox::StandardButtons buttons, const QString &text,
+            const QString &informativeText,
+            const QString &title = QStringLiteral("Vantrel Updater"),
+            QMessageBox::StandardButton defaultButton = QMessageBox::Ok)
+{
+    return QStringLiteral("[icon %1, buttons %2, default %3] %4 | %5 | %6")
+        .arg(int(icon))
+        .arg(int(buttons), 0, 16)
+        .arg(int(defaultButton), 0, 16)
+        .arg(title, text, informativeText);
+}
+
+QString warning(const QString &text, const QString &informativeText)
+{
+    return box(QMessageBox::Warning, QMessageBox::Ok, text, informativeText);
+}
+
+QString confirmation()
+{
+    return box(QMessageBox::Warning, QMessageBox::Ok | QMessageBox::Cancel,
+               QStringLiteral("DO NOT REMOVE OR TURN OFF THE DEVICE."),
+               QStringLiteral("Updating the device can take several seconds. Clicking cancel will "
+                              "cancel the operation."));
+}
+
+QString success()
+{
+    return box(QMessageBox::NoIcon, QMessageBox::Ok, QStringLiteral("Upload successfull."),
+               QStringLiteral("Uploaded program ready to be used."));
+}
+
+QString noDeviceSelected()
+{
+    return warning(QStringLiteral("No device selected!"),
+                   QStringLiteral("Please select a device before trying to upload a program."));
+}
+
+QString noProgramSelected()
+{
+    return warning(QStringLiteral("No program selected!"),
+                   QStringLiteral("Please select a program before trying to upload to device."));
+}
+
+QString portNotOpened()
+{
+    return warning(QStringLiteral("Serial port not opened!"),
+                   QStringLiteral("Please choose a device in the device list."));
+}
+
+QString unableToUpload()
+{
+    return warning(QStringLiteral("Unable to upload to device."),
+                   QStringLiteral("Error when trying to execute avrdude. ") + reportText);
+}
+
+QStringList seen(const MessageBoxDriver &driver)
+{
+    QStringList result;
+    for (const SeenBox &seenBox : driver.boxes()) {
+        result.append(box(seenBox.icon, seenBox.buttons, seenBox.text, seenBox.informativeText,
+                          seenBox.title, seenBox.defaultButton));
+    }
+    return result;
+}
+
+QStringList openFiles()
+{
+    QStringList targets;
+    const QFileInfoList links =
+        QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::AllEntries | QDir::System);
+    for (const QFileInfo &link : links)
+        targets.append(link.symLinkTarget());
+    return targets;
+}
+
+bool isAlive(pid_t process)
+{
+    return kill(process, 0) == 0;
+}
+
+QStringList disabledWidgets(const MainWindow &window)
+{
+    QStringList names;
+    const QList<QWidget *> widgets = window.findChildren<QWidget *>();
+    for (const QWidget *widget : widgets) {
+        if (!widget->isEnabledTo(&window))
+            names.append(widget->objectName());
+    }
+    return names;
+}
+
+// The window with a device and, unless a test adds others, the sketch Blink in version 2.
+class Bench
+{
+public:
+    explicit Bench(const QList<QByteArray> &answers = {oldOnDevice}, const QString &name = portName)
+        : device(answers)
+        , port(name)
+    {
+        usb.plug(port, device.portName());
+        if (ApplicationDirectory::repositoryFiles().isEmpty())
+            ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
+        window = std::make_unique<MainWindow>();
+        window->show();
+    }
+
+    // The index's reply hides the progress bar as well, so it has to be over.
+    bool isSettled()
+    {
+        auto *status = child<QLabel>(*window, "label_status");
+        const bool settled = QTest::qWaitFor([status] {
+            return status->text()
+                == QLatin1String("Error contacting online repository. Are you online?");
+        });
+        status->setText(untouched);
+        progressBar()->setVisible(true);
+        return settled;
+    }
+
+    bool isReady()
+    {
+        return isSettled() && selectProgram() && selectDevice() && device.requests() == 1;
+    }
+
+    bool selectProgram() const { return selectRow(*window, "listWidget_programlist", 0); }
+    bool selectDevice() const { return selectRow(*window, "listWidget_devicelist", 0); }
+    bool pressUpdate() const { return click(*window, "pushButton_update"); }
+
+    QProgressBar *progressBar() const { return child<QProgressBar>(*window, "progressBar"); }
+    QListWidget *devices() const { return child<QListWidget>(*window, "listWidget_devicelist"); }
+    QListWidget *programs() const { return child<QListWidget>(*window, "listWidget_programlist"); }
+    QString label(const char *name) const { return child<QLabel>(*window, name)->text(); }
+
+    // The device itself holds its terminal open once.
+    bool portIsOpen() const { return openFiles().count(device.portName()) > 1; }
+
+    UsbTestbed usb;
+    ScriptedDevice device;
+    QString port;
+    std::unique_ptr<MainWindow> window;
+};
+
+void makeEntry(const QString &fileName, Entry kind, const QByteArray &content)
+{
+    const QString path = ApplicationDirectory::uploaderPath() + fileName;
+    switch (kind) {
+    case Entry::Missing:
+        QFile::remove(path);
+        return;
+    case Entry::File:
+        return;
+    case Entry::Directory:
+        QFile::remove(path);
+        QDir().mkdir(path);
+        return;
+    case Entry::InOtherCase:
+        QFile::remove(path);
+        ApplicationDirectory::addFile(QStringLiteral("../avrdude/") + fileName.toUpper(), content);
+        return;
+    case Entry::DanglingLink:
+        QFile::remove(path);
+        QFile::link(QStringLiteral("nowhere"), path);
+        return;
+    }
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Entry)
+
+class tst_Upload : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void missingSelections_data();
+    void missingSelections();
+    void refusedConfirmation_data();
+    void refusedConfirmation();
+    void selectionLostDuringConfirmation_data();
+    void selectionLostDuringConfirmation();
+
+    void missingUploaderDirectory_data();
+    void missingUploaderDirectory();
+    void incompleteUploader_data();
+    void incompleteUploader();
+    void missingSketch_data();
+    void missingSketch();
+    void missingPort_data();
+    void missingPort();
+    void missingPortListsOtherDevices();
+    void uploaderThatDoesNotStart_data();
+    void uploaderThatDoesNotStart();
+
+    void arguments_data();
+    void arguments();
+    void firstVersionIsUploaded();
+    void surroundingsAreInherited();
+    void otherFilesBesideUploaderDoNotMatter();
+    void linkedUploaderRuns();
+    void howUploaderEndsDoesNotMatter_data();
+    void howUploaderEndsDoesNotMatter();
+    void outputDoesNotBlockUploader();
+    void uploaderMayCloseItsOutputs();
+    void portIsClosedWhileUploaderRuns();
+    void uploadRestartsPoll();
+    void uploaderThatNeverEnds();
+
+    void updateFromOldToNew();
+    void updateShowsUnknownSketch();
+    void failedUploadReopensNothing();
+    void deviceRemovedDuringUpload();
+    void deviceLostAtLastQuery();
+    void monitorGoesOnAfterUpdate();
+    void updateAgain();
+};
+
+void tst_Upload::initTestCase()
+{
+    // Users install programs in such places.
+    QVERIFY(ApplicationDirectory::path().contains(QLatin1Char(' ')));
+}
+
+void tst_Upload::init()
+{
+    ApplicationDirectory::clear();
+    ApplicationDirectory::installUploader(markingScript);
+}
+
+void tst_Upload::cleanup()
+{
+    ApplicationDirectory::clear();
+}
+
+void tst_Upload::missingSelections_data()
+{
+    QTest::addColumn<bool>("device");
+    QTest::addColumn<bool>("program");
+    QTest::addColumn<QString>("box");
+
+    QTest::newRow("neither device nor program") << false << false << noDeviceSelected();
+    QTest::newRow("program without a device") << false << true << noDeviceSelected();
+    QTest::newRow("device without a program") << true << false << noProgramSelected();
+}
+
+void tst_Upload::missingSelections()
+{
+    QFETCH(const bool, device);
+    QFETCH(const bool, program);
+    QFETCH(const QString, box);
+
+    Bench bench;
+    QVERIFY(bench.isSettled());
+    QVERIFY(!program || bench.selectProgram());
+    QVERIFY(!device || bench.selectDevice());
+    const int requestsBefore = bench.device.requests();
+
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList(box));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), requestsBefore);
+    QVERIFY(!bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::refusedConfirmation_data()
+{
+    QTest::addColumn<int>("answer");
+
+    QTest::newRow("cancel button") << int(MessageBoxDriver::PressCancel);
+    QTest::newRow("escape key") << int(MessageBoxDriver::PressEscape);
+    QTest::newRow("closed box") << int(MessageBoxDriver::CloseBox);
+}
+
+void tst_Upload::refusedConfirmation()
+{
+    QFETCH(const int, answer);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes({MessageBoxDriver::Answer(answer)});
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList(confirmation()));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(!bench.progressBar()->isHidden());
+    QCOMPARE(bench.devices()->currentRow(), 0);
+    QCOMPARE(bench.programs()->currentRow(), 0);
+}
+
+void tst_Upload::selectionLostDuringConfirmation_data()
+{
+    QTest::addColumn<bool>("deviceLost");
+    QTest::addColumn<QString>("box");
+
+    // A lost device clears the one list, a finished download the other.
+    QTest::newRow("device") << true << noDeviceSelected();
+    QTest::newRow("program") << false << noProgramSelected();
+}
+
+void tst_Upload::selectionLostDuringConfirmation()
+{
+    QFETCH(const bool, deviceLost);
+    QFETCH(const QString, box);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    boxes.whileOpen([&bench, deviceLost] {
+        deviceLost ? bench.window->updateDeviceList() : bench.window->updateProgramlist();
+    });
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), box}));
+    QVERIFY(!uploaderRan());
+}
+
+void tst_Upload::missingUploaderDirectory_data()
+{
+    QTest::addColumn<bool>("fileInItsPlace");
+
+    QTest::newRow("nothing there") << false;
+    QTest::newRow("a file in its place") << true;
+}
+
+void tst_Upload::missingUploaderDirectory()
+{
+    QFETCH(const bool, fileInItsPlace);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    ApplicationDirectory::clear();
+    if (fileInItsPlace)
+        ApplicationDirectory::addFile(QStringLiteral("../avrdude"));
+
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    const QString directory = ApplicationDirectory::path() + QStringLiteral("avrdude");
+    QCOMPARE(seen(boxes),
+             QStringList(warning(configurationError,
+                                 QStringLiteral("Couldn't find avrdude directory. ") + directory
+                                     + QLatin1Char(' ') + reportText)));
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::incompleteUploader_data()
+{
+    QTest::addColumn<Entry>("program");
+    QTest::addColumn<Entry>("configuration");
+    QTest::addColumn<QStringList>("problems");
+
+    const QStringList both {noProgramFound, noConfigurationFound};
+    const QStringList one {noProgramFound};
+    const QStringList none;
+
+    QTest::newRow("no program") << Entry::Missing << Entry::File << both;
+    QTest::newRow("neither") << Entry::Missing << Entry::Missing << one;
+    QTest::newRow("no configuration") << Entry::File << Entry::Missing << none;
+
+    QTest::newRow("directory in the program's place") << Entry::Directory << Entry::File << both;
+    QTest::newRow("directory in the program's place, no configuration")
+        << Entry::Directory << Entry::Missing << one;
+    QTest::newRow("directory in the configuration's place")
+        << Entry::File << Entry::Directory << none;
+    QTest::newRow("no program, directory in the configuration's place")
+        << Entry::Missing << Entry::Directory << one;
+    QTest::newRow("directories in both places") << Entry::Directory << Entry::Directory << one;
+
+    QTest::newRow("program's name in capitals") << Entry::InOtherCase << Entry::File << both;
+    QTest::newRow("configuration's name in capitals") << Entry::File << Entry::InOtherCase << none;
+    QTest::newRow("both names in capitals") << Entry::InOtherCase << Entry::InOtherCase << one;
+
+    QTest::newRow("program is a link to nothing") << Entry::DanglingLink << Entry::File << both;
+    QTest::newRow("configuration is a link to nothing")
+        << Entry::File << Entry::DanglingLink << none;
+}
+
+void tst_Upload::incompleteUploader()
+{
+    QFETCH(const Entry, program);
+    QFETCH(const Entry, configuration);
+    QFETCH(const QStringList, problems);
+
+    makeEntry(QStringLiteral("avrdude"), program, markingScript);
+    makeEntry(QStringLiteral("avrdude.conf"), configuration, "# configuration\n");
+    QStringList expected;
+    for (const QString &problem : problems)
+        expected.append(warning(configurationError, problem));
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), expected);
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(bench.devices()->currentRow(), 0);
+}
+
+void tst_Upload::missingSketch_data()
+{
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<bool>("directoryInItsPlace");
+    QTest::addColumn<QString>("fileName");
+
+    const QString blink = QStringLiteral("Blink");
+    const QString fileName = ApplicationDirectory::sketchFileName(QStringLiteral("Blink__2"));
+    QTest::newRow("no sketch of that name") << QStringLiteral("Ghost") << false << QString();
+    QTest::newRow("name in other case") << QStringLiteral("blink") << false << QString();
+    QTest::newRow("file removed since it was listed") << blink << false << fileName;
+    QTest::newRow("directory named like a sketch") << blink << true << fileName;
+}
+
+void tst_Upload::missingSketch()
+{
+    QFETCH(const QString, row);
+    QFETCH(const bool, directoryInItsPlace);
+    QFETCH(const QString, fileName);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    bench.programs()->item(0)->setText(row);
+    const QString file = ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
+    QVERIFY(QFile::remove(file));
+    QVERIFY(!directoryInItsPlace || QDir().mkdir(file));
+
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes),
+             QStringList(warning(configurationError,
+                                 QStringLiteral("Couldn't find sketch file. ") + fileName
+                                     + QLatin1Char(' ') + reportText)));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::missingPort_data()
+{
+    QTest::addColumn<bool>("scannedSince");
+
+    QTest::newRow("unplugged since the last scan") << false;
+    QTest::newRow("gone from the last scan") << true;
+}
+
+void tst_Upload::missingPort()
+{
+    QFETCH(const bool, scannedSince);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    bench.usb.unplug(bench.port);
+    if (scannedSince)
+        bench.window->updateSerialPortList();
+
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList(portNotOpened()));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(!bench.portIsOpen());
+    QCOMPARE(bench.devices()->count(), 0);
+    QVERIFY(child<QFrame>(*bench.window, "frame_deviceinfo")->isHidden());
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::missingPortListsOtherDevices()
+{
+    Bench bench;
+    QVERIFY(bench.isReady());
+    const ScriptedDevice other({oldOnDevice});
+    bench.usb.unplug(bench.port);
+    bench.usb.plug(QStringLiteral("ttyUSB1"), other.portName());
+
+    MessageBoxDriver boxes;
+    boxes.whileOpen([&bench] { QCOMPARE(bench.devices()->item(0)->text(), portName); });
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList(portNotOpened()));
+    QCOMPARE(bench.devices()->count(), 1);
+    QCOMPARE(bench.devices()->item(0)->text(), QStringLiteral("ttyUSB1"));
+}
+
+void tst_Upload::uploaderThatDoesNotStart_data()
+{
+    QTest::addColumn<QByteArray>("program");
+    QTest::addColumn<bool>("executable");
+
+    QTest::newRow("not executable") << markingScript << false;
+    QTest::newRow("its interpreter is missing") << QByteArray("#!/no/such/interpreter\n") << true;
+    QTest::newRow("made for another machine") << QByteArray("\177ELF\002\001\001") << true;
+}
+
+void tst_Upload::uploaderThatDoesNotStart()
+{
+    QFETCH(const QByteArray, program);
+    QFETCH(const bool, executable);
+
+    ApplicationDirectory::installUploader(program);
+    if (!executable) {
+        QVERIFY(QFile::setPermissions(leftByUploader(QStringLiteral("avrdude")),
+                                      QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+    }
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList(unableToUpload()));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.device.requests(), 2);
+    QVERIFY(!bench.portIsOpen());
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::arguments_data()
+{
+    QTest::addColumn<QString>("port");
+    QTest::addColumn<QString>("sketch");
+
+    QTest::newRow("plain names") << QStringLiteral("ttyUSB0") << QStringLiteral("Blink__2");
+    QTest::newRow("device of another system")
+        << QStringLiteral("cu.usbserial-A1") << QStringLiteral("Blink__2");
+    QTest::newRow("blanks in the sketch's name")
+        << QStringLiteral("ttyUSB0") << QStringLiteral(" My  own sketch __2");
+    QTest::newRow("what a shell would take for its own")
+        << QStringLiteral("ttyUSB0") << QStringLiteral("\"a\" 'b' $HOME `c` \\ * ;&|<>#!__2");
+    QTest::newRow("colons") << QStringLiteral("ttyUSB0") << QStringLiteral("a:b:i__2");
+    QTest::newRow("other scripts") << QStringLiteral("ttyUSB0") << QStringLiteral("灯é__2");
+}
+
+void tst_Upload::arguments()
+{
+    QFETCH(const QString, port);
+    QFETCH(const QString, sketch);
+
+    const QString sketchFile = ApplicationDirectory::addSketch(sketch);
+    ApplicationDirectory::installUploader(script("printf '%s\\0' \"$0\" \"$@\" > \"$here/line\""));
+    Bench bench({oldOnDevice}, port);
+    QVERIFY(bench.isReady());
+
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
+    const QStringList expected {
+        ApplicationDirectory::uploaderPath() + QStringLiteral("avrdude"),
+        QStringLiteral("-C") + ApplicationDirectory::uploaderPath()
+            + QStringLiteral("avrdude.conf"),
+        QStringLiteral("-v"),
+        QStringLiteral("-patmega328p"),
+        QStringLiteral("-carduino"),
+        QStringLiteral("-P/dev/") + port,
+        QStringLiteral("-b115200"),
+        QStringLiteral("-D"),
+        QStringLiteral("-Uflash:w:") + sketchFile + QStringLiteral(":i"),
+        QString(), // behind the last NUL
+    };
+    QCOMPARE(QString::fromUtf8(writtenByUploader("line")).split(QChar(QChar::Null)), expected);
+}
+
+void tst_Upload::firstVersionIsUploaded()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
+    const QString first = ApplicationDirectory::addSketch(QStringLiteral("Blink__10"));
+    ApplicationDirectory::installUploader(script("printf %s \"$8\" > \"$here/line\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    QVERIFY(selectRow(*bench.window, "listWidget_programlist", 1));
+
+    QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(QString::fromUtf8(writtenByUploader("line")),
+             QString(QStringLiteral("-Uflash:w:") + first + QStringLiteral(":i")));
+}
+
+void tst_Upload::surroundingsAreInherited()
+{
+    ApplicationDirectory::installUploader(
+        script("pwd -P > \"$here/directory\"\nprintf %s \"$VANTREL_MARK\" > \"$here/mark\""));
+    qputenv("VANTREL_MARK", "a mark");
+    Bench bench;
+    QVERIFY(bench.isReady());
+    QVERIFY(bench.window->CallAvrDude());
+    qunsetenv("VANTREL_MARK");
+
+    QCOMPARE(QString::fromUtf8(writtenByUploader("directory")).trimmed(),
+             QDir::current().canonicalPath());
+    QCOMPARE(writtenByUploader("mark"), QByteArray("a mark"));
+}
+
+void tst_Upload::otherFilesBesideUploaderDoNotMatter()
+{
+    for (const char *name : {"avrdude.old", "avrdude.conf.bak", "Avrdude", "AVRDUDE.CONF", "zz"})
+        ApplicationDirectory::addFile(QStringLiteral("../avrdude/") + QLatin1String(name));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
+    QVERIFY(uploaderRan());
+}
+
+void tst_Upload::linkedUploaderRuns()
+{
+    const QString program = leftByUploader(QStringLiteral("avrdude"));
+    QVERIFY(QFile::rename(program, leftByUploader(QStringLiteral("avrdude-7.1"))));
+    QVERIFY(QFile::link(QStringLiteral("avrdude-7.1"), program));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
+    QVERIFY(uploaderRan());
+}
+
+void tst_Upload::howUploaderEndsDoesNotMatter_data()
+{
+    QTest::addColumn<QByteArray>("ending");
+
+    QTest::newRow("well") << QByteArray("exit 0");
+    QTest::newRow("with an error code") << QByteArray("exit 1");
+    QTest::newRow("with the highest error code") << QByteArray("exit 255");
+    QTest::newRow("with an error code and a complaint")
+        << QByteArray("echo 'stk500_getsync(): not in sync' >&2; exit 1");
+    QTest::newRow("crashing") << QByteArray("kill -SEGV $$");
+    QTest::newRow("killed") << QByteArray("kill -KILL $$");
+}
+
+void tst_Upload::howUploaderEndsDoesNotMatter()
+{
+    QFETCH(const QByteArray, ending);
+
+    ApplicationDirectory::installUploader(script("ulimit -c 0\n" + ending));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QCOMPARE(bench.device.requests(), 3);
+    QVERIFY(!bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::outputDoesNotBlockUploader()
+{
+    // Far more than a pipe holds.
+    ApplicationDirectory::installUploader(
+        script("head -c 10485760 /dev/zero\nhead -c 10485760 /dev/zero >&2\n"
+               "echo ran > \"$here/ran\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(uploaderRan());
+    QCOMPARE(seen(boxes), QStringList());
+}
+
+void tst_Upload::uploaderMayCloseItsOutputs()
+{
+    ApplicationDirectory::installUploader(
+        script("exec <&- >&- 2>&-\nsleep 0.3\necho ran > \"$here/ran\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(uploaderRan());
+    QCOMPARE(seen(boxes), QStringList());
+}
+
+void tst_Upload::portIsClosedWhileUploaderRuns()
+{
+    ApplicationDirectory::installUploader(
+        script("for file in /proc/$PPID/fd/*; do readlink \"$file\"; done > \"$here/files\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    QVERIFY(bench.window->OpenSerialPort(bench.port));
+    QVERIFY(bench.portIsOpen());
+
+    QVERIFY(bench.window->CallAvrDude());
+    const QStringList files =
+        QString::fromUtf8(writtenByUploader("files")).split(QLatin1Char('\n'));
+    QCOMPARE(files.count(bench.device.portName()), 1); // the device's own
+    QVERIFY(!bench.portIsOpen());
+    QCOMPARE(bench.device.requests(), 3);
+}
+
+void tst_Upload::uploadRestartsPoll()
+{
+    ApplicationDirectory::installUploader(
+        script("sleep 0.2\ndate +%s%3N > \"$here/end\"")); // a tick is due by then
+    Bench bench;
+    QVERIFY(bench.isReady());
+    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(bench.window->OpenSerialPort(bench.port));
+    QVERIFY(bench.portIsOpen());
+
+    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), 30000);
+    const qint64 closed = QDateTime::currentMSecsSinceEpoch();
+    // A whole interval of 100 ms, which the timer may shorten by 5.
+    QVERIFY(closed - writtenByUploader("end").trimmed().toLongLong() >= 90);
+}
+
+void tst_Upload::uploaderThatNeverEnds()
+{
+    ApplicationDirectory::installUploader(script("echo $$ > \"$here/process\"\nexec sleep 300"));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QList<bool> aliveWhileOpen;
+    boxes.whileOpen([&boxes, &aliveWhileOpen] {
+        if (boxes.boxes().size() == 2)
+            aliveWhileOpen.append(isAlive(writtenByUploader("process").trimmed().toInt()));
+    });
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(bench.pressUpdate());
+
+    QVERIFY(timer.elapsed() >= 30000);
+    QCOMPARE(seen(boxes), QStringList({confirmation(), unableToUpload()}));
+    QCOMPARE(aliveWhileOpen, QList<bool>({true}));
+    const pid_t process = writtenByUploader("process").trimmed().toInt();
+    QVERIFY(process > 0);
+    QVERIFY(!isAlive(process));
+    QCOMPARE(bench.device.requests(), 2);
+    QVERIFY(!bench.portIsOpen());
+    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+}
+
+void tst_Upload::updateFromOldToNew()
+{
+    Bench bench({oldOnDevice, oldOnDevice, newOnDevice});
+    QVERIFY(bench.isReady());
+    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(bench.label("label_updaterecommendation"),
+             QStringLiteral("<font color='red'>Update recommended.</font>"));
+    const QStringList disabledBefore = disabledWidgets(*bench.window);
+
+    MessageBoxDriver boxes;
+    boxes.whileOpen([&bench, &disabledBefore] {
+        QCOMPARE(disabledWidgets(*bench.window), disabledBefore);
+        QVERIFY(!bench.progressBar()->isHidden());
+        QCOMPARE(bench.label("label_status"), untouched);
+    });
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QVERIFY(uploaderRan());
+    QCOMPARE(bench.device.requests(), 3);
+    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(bench.label("label_updaterecommendation"),
+             QStringLiteral("<font color='green'>Latest version on device.</font>"));
+    QCOMPARE(disabledWidgets(*bench.window), disabledBefore);
+    QVERIFY(!bench.progressBar()->isHidden());
+    QCOMPARE(bench.label("label_status"), untouched);
+    // Nobody needs the port while the monitor is hidden.
+    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), 30000);
+    QCOMPARE(bench.device.requests(), 3);
+}
+
+void tst_Upload::updateShowsUnknownSketch()
+{
+    Bench bench({oldOnDevice, oldOnDevice, "Version:gibberish\r\n"});
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Unknown sketch"));
+    QCOMPARE(bench.label("label_updaterecommendation"), QString());
+}
+
+void tst_Upload::failedUploadReopensNothing()
+{
+    makeEntry(QStringLiteral("avrdude"), Entry::Missing, QByteArray());
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes),
+             QStringList({confirmation(), warning(configurationError, noProgramFound),
+                          warning(configurationError, noConfigurationFound)}));
+    QCOMPARE(bench.device.requests(), 1);
+    QVERIFY(!bench.portIsOpen());
+}
+
+void tst_Upload::deviceRemovedDuringUpload()
+{
+    ApplicationDirectory::installUploader(script("rm \"$UMOCKDEV_DIR/dev/ttyUSB0\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QCOMPARE(bench.device.requests(), 2);
+    QVERIFY(!bench.portIsOpen());
+    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(bench.devices()->count(), 1);
+}
+
+void tst_Upload::deviceLostAtLastQuery()
+{
+    Bench bench;
+    QVERIFY(bench.isReady());
+    bench.device.unplugAtRequest(3);
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Unknown sketch"));
+}
+
+void tst_Upload::monitorGoesOnAfterUpdate()
+{
+    Bench bench;
+    QVERIFY(bench.isReady());
+    QVERIFY(chooseMenuEntry(*bench.window, "actionSerial_Monitor"));
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QVERIFY(uploaderRan());
+    QTest::qWait(300); // some ticks of the poll
+    QVERIFY(bench.portIsOpen());
+}
+
+void tst_Upload::updateAgain()
+{
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.pressUpdate());
+    QVERIFY(QFile::remove(leftByUploader(QStringLiteral("ran"))));
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success(), confirmation(), success()}));
+    QVERIFY(uploaderRan());
+    QCOMPARE(bench.device.requests(), 5);
+}
+
+QTEST_MAIN(tst_Upload)
+
+#include "tst_upload.moc"
