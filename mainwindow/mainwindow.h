@@ -100,6 +100,8 @@ private:
     void giveUpDevice(const QString &reason);
 
     // Firmware upload
+    // False when the user has been told what is missing.
+    bool deviceAndProgramSelected();
     bool confirmUpload();
     bool uploadSelectedSketch();
     QFileInfo selectedSketchFile();

@@ -49,25 +49,33 @@ QStringList uploadArguments(const QFileInfo &configuration, const QString &portN
 
 void MainWindow::on_pushButton_update_clicked()
 {
-    if (ui->listWidget_devicelist->currentItem() == nullptr) {
-        displayWarningBox(tr("No device selected!"),
-                          tr("Please select a device before trying to upload a program."),
-                          QMessageBox::Ok);
+    if (!deviceAndProgramSelected() || !confirmUpload())
         return;
-    }
-    if (ui->listWidget_programlist->currentItem() == nullptr) {
-        displayWarningBox(tr("No program selected!"),
-                          tr("Please select a program before trying to upload to device."),
-                          QMessageBox::Ok);
-        return;
-    }
-    if (!confirmUpload() || !CallAvrDude())
+    // Behind the open confirmation a lost device or a finished download may have rebuilt a list.
+    if (!deviceAndProgramSelected() || !CallAvrDude())
         return;
 
     if (const QListWidgetItem *device = ui->listWidget_devicelist->currentItem())
         OpenSerialPort(device->text());
     displayInformationBox(tr("Upload successfull."), tr("Uploaded program ready to be used."),
                           QMessageBox::Ok);
+}
+
+bool MainWindow::deviceAndProgramSelected()
+{
+    if (ui->listWidget_devicelist->currentItem() == nullptr) {
+        displayWarningBox(tr("No device selected!"),
+                          tr("Please select a device before trying to upload a program."),
+                          QMessageBox::Ok);
+        return false;
+    }
+    if (ui->listWidget_programlist->currentItem() == nullptr) {
+        displayWarningBox(tr("No program selected!"),
+                          tr("Please select a program before trying to upload to device."),
+                          QMessageBox::Ok);
+        return false;
+    }
+    return true;
 }
 
 bool MainWindow::confirmUpload()
