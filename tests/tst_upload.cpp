@@ -17,10 +17,13 @@
 
 #include <csignal>
 #include <memory>
+#include <unistd.h>
 
 namespace {
 
-const QString portName = QStringLiteral("ttyUSB0");
+// QSerialPort locks a port for the whole machine, so test programs may not share a name.
+const QString portName = QStringLiteral("ttyUSB%1").arg(getpid());
+const QString otherPortName = QStringLiteral("cu.usbserial-A%1").arg(getpid());
 const QByteArray oldOnDevice = "Version:Blink__1\r\n";
 const QByteArray newOnDevice = "Version:Blink__2\r\n";
 const QString untouched = QStringLiteral("Untouched status");
@@ -50,6 +53,16 @@ QString leftByUploader(const QString &fileName)
 QByteArray writtenByUploader(const char *fileName)
 {
     return ApplicationDirectory::contentOf(leftByUploader(QLatin1String(fileName)));
+}
+
+QStringList endedByNul(const QByteArray &bytes)
+{
+    QStringList texts;
+    const QList<QByteArray> pieces = bytes.split('\0');
+    for (const QByteArray &piece : pieces)
+        texts.append(QString::fromUtf8(piece));
+    texts.removeLast(); // what follows the last NUL
+    return texts;
 }
 
 bool uploaderRan()
@@ -540,14 +553,14 @@ void tst_Upload::missingPortListsOtherDevices()
     QVERIFY(bench.isReady());
     const ScriptedDevice other({oldOnDevice});
     bench.usb.unplug(bench.port);
-    bench.usb.plug(QStringLiteral("ttyUSB1"), other.portName());
+    bench.usb.plug(otherPortName, other.portName());
 
     MessageBoxDriver boxes;
     boxes.whileOpen([&bench] { QCOMPARE(bench.devices()->item(0)->text(), portName); });
     QVERIFY(!bench.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList(portNotOpened()));
     QCOMPARE(bench.devices()->count(), 1);
-    QCOMPARE(bench.devices()->item(0)->text(), QStringLiteral("ttyUSB1"));
+    QCOMPARE(bench.devices()->item(0)->text(), otherPortName);
 }
 
 void tst_Upload::uploaderThatDoesNotStart_data()
@@ -587,15 +600,14 @@ void tst_Upload::arguments_data()
     QTest::addColumn<QString>("port");
     QTest::addColumn<QString>("sketch");
 
-    QTest::newRow("plain names") << QStringLiteral("ttyUSB0") << QStringLiteral("Blink__2");
-    QTest::newRow("device of another system")
-        << QStringLiteral("cu.usbserial-A1") << QStringLiteral("Blink__2");
+    QTest::newRow("plain names") << portName << QStringLiteral("Blink__2");
+    QTest::newRow("device of another system") << otherPortName << QStringLiteral("Blink__2");
     QTest::newRow("blanks in the sketch's name")
-        << QStringLiteral("ttyUSB0") << QStringLiteral(" My  own sketch __2");
+        << portName << QStringLiteral(" My  own sketch __2");
     QTest::newRow("what a shell would take for its own")
-        << QStringLiteral("ttyUSB0") << QStringLiteral("\"a\" 'b' $HOME `c` \\ * ;&|<>#!__2");
-    QTest::newRow("colons") << QStringLiteral("ttyUSB0") << QStringLiteral("a:b:i__2");
-    QTest::newRow("other scripts") << QStringLiteral("ttyUSB0") << QStringLiteral("灯é__2");
+        << portName << QStringLiteral("\"a\" 'b' $HOME `c` \\ * ;&|<>#!__2");
+    QTest::newRow("colons") << portName << QStringLiteral("a:b:i__2");
+    QTest::newRow("other scripts") << portName << QStringLiteral("灯é__2");
 }
 
 void tst_Upload::arguments()
@@ -622,9 +634,8 @@ void tst_Upload::arguments()
         QStringLiteral("-b115200"),
         QStringLiteral("-D"),
         QStringLiteral("-Uflash:w:") + sketchFile + QStringLiteral(":i"),
-        QString(), // behind the last NUL
     };
-    QCOMPARE(QString::fromUtf8(writtenByUploader("line")).split(QChar(QChar::Null)), expected);
+    QCOMPARE(endedByNul(writtenByUploader("line")), expected);
 }
 
 void tst_Upload::firstVersionIsUploaded()
@@ -852,7 +863,8 @@ void tst_Upload::failedUploadReopensNothing()
 
 void tst_Upload::deviceRemovedDuringUpload()
 {
-    ApplicationDirectory::installUploader(script("rm \"$UMOCKDEV_DIR/dev/ttyUSB0\""));
+    ApplicationDirectory::addFile(QStringLiteral("../avrdude/port"), portName.toUtf8());
+    ApplicationDirectory::installUploader(script("rm \"$UMOCKDEV_DIR/dev/$(cat \"$here/port\")\""));
     Bench bench;
     QVERIFY(bench.isReady());
     MessageBoxDriver boxes;

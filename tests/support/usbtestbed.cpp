@@ -111,6 +111,8 @@ void UsbTestbed::unplug(const QString &portName)
     if (QFile::remove(node)) {
         umockdev_testbed_detach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
                                       nullptr);
+        // A port without a name would be looked up in this directory, and end the process there.
+        QDir().rmdir(testbed->root() + QStringLiteral("/ioctl/dev"));
     }
     umockdev_testbed_remove_device(testbed->mock, parents.take(portName).toUtf8().constData());
 }
