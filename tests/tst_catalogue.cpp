@@ -173,7 +173,6 @@ private slots:
     void findsExactNamesOnly_data();
     void findsExactNamesOnly();
     void emptyNameFindsMalformedFile();
-    void foundSketchIsCopy();
 
     void noRowIsCurrentAfterRefill();
     void clickedRowTurnsBold();
@@ -582,16 +581,6 @@ void tst_Catalogue::emptyNameFindsMalformedFile()
     const Sketch sketch = window.findSketchByName(QString());
     QCOMPARE(sketch.version, -1);
     QCOMPARE(sketch.fileInfo.absoluteFilePath(), sketchPath(QStringLiteral("malformed")));
-}
-
-void tst_Catalogue::foundSketchIsCopy()
-{
-    ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
-    MainWindow window;
-    Sketch sketch = window.findSketchByName(QStringLiteral("Blink"));
-    sketch.name = QStringLiteral("Other");
-    sketch.version = 99;
-    QCOMPARE(window.findSketchByName(QStringLiteral("Blink")).version, 2);
 }
 
 void tst_Catalogue::noRowIsCurrentAfterRefill()

@@ -178,7 +178,7 @@ public:
     }
 
     // The index's reply hides the progress bar as well, so it has to be over.
-    bool isSettled()
+    bool isSettled() const
     {
         auto *status = child<QLabel>(*window, "label_status");
         const bool settled = QTest::qWaitFor([status] {
@@ -190,7 +190,7 @@ public:
         return settled;
     }
 
-    bool isReady()
+    bool isReady() const
     {
         return isSettled() && selectProgram() && selectDevice() && device.requests() == 1;
     }
