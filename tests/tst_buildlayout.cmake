@@ -1,0 +1,132 @@
+# What the build puts where: cmake -DSOURCE=DIR -DBUILD=DIR -DPROGRAM=FILE -DUPLOADER_STAGED=BOOL
+#                                  -DGENERATOR=NAME -P tst_buildlayout.cmake
+
+set(scratch "${BUILD}/tests/build layout")
+set(tree "${scratch}/source")
+set(scratch_build "${scratch}/build")
+set(packaged "${tree}/deploy/avrdude")
+
+function(expect_same_file actual expected)
+    execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files "${actual}" "${expected}"
+        RESULT_VARIABLE difference)
+    if(NOT difference EQUAL 0)
+        message(SEND_ERROR "\"${actual}\" is not \"${expected}\"")
+    endif()
+endfunction()
+
+function(expect_exists file)
+    if(NOT EXISTS "${file}")
+        message(SEND_ERROR "\"${file}\" is missing")
+    endif()
+endfunction()
+
+function(copy_tree)
+    file(REMOVE_RECURSE "${scratch}")
+    foreach(part about app cmake deploy forms mainwindow resources serialmonitor sketch
+            CMakeLists.txt)
+        file(COPY "${SOURCE}/${part}" DESTINATION "${tree}")
+    endforeach()
+    file(REMOVE "${packaged}/avrdude" "${packaged}/avrdude.conf")
+endfunction()
+
+function(add_packaged_uploader)
+    file(WRITE "${scratch}/avrdude" "#!/bin/sh\necho packaged\n")
+    file(COPY "${scratch}/avrdude" DESTINATION "${packaged}"
+        FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+    file(WRITE "${packaged}/avrdude.conf" "# packaged\n")
+endfunction()
+
+# The policy keeps the staging from building the program first.
+function(configure result)
+    execute_process(
+        COMMAND ${CMAKE_COMMAND} -G "${GENERATOR}" -S "${tree}" -B "${scratch_build}"
+                -DVTUPDATER_BUILD_TESTS=OFF -DCMAKE_POLICY_DEFAULT_CMP0112=NEW ${ARGN}
+        RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
+    set(${result} ${code} PARENT_SCOPE)
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+function(expect_configured)
+    configure(result ${ARGN})
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "CMake fails with \"${ARGN}\": ${output}")
+    endif()
+endfunction()
+
+function(expect_staged program configuration)
+    execute_process(COMMAND ${CMAKE_COMMAND} --build "${scratch_build}" --target stage_uploader
+        RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "Staging fails: ${output}")
+    endif()
+    expect_same_file("${scratch_build}/avrdude/avrdude" "${program}")
+    expect_same_file("${scratch_build}/avrdude/avrdude.conf" "${configuration}")
+endfunction()
+
+function(program_lies_in_top_of_build_folder)
+    expect_exists("${PROGRAM}")
+    string(REPLACE "VTUpdater.app/Contents/MacOS/" "" place "${PROGRAM}")
+    if(NOT place STREQUAL "${BUILD}/VTUpdater")
+        message(SEND_ERROR "The program is \"${PROGRAM}\"")
+    endif()
+endfunction()
+
+function(uploader_lies_beside_program)
+    get_filename_component(directory "${PROGRAM}" DIRECTORY)
+    expect_exists("${directory}/avrdude/avrdude")
+    expect_exists("${directory}/avrdude/avrdude.conf")
+endfunction()
+
+function(packaged_uploader_is_staged)
+    copy_tree()
+    add_packaged_uploader()
+    expect_configured()
+    expect_staged("${packaged}/avrdude" "${packaged}/avrdude.conf")
+
+    execute_process(COMMAND "${scratch_build}/avrdude/avrdude" OUTPUT_VARIABLE output)
+    if(NOT output STREQUAL "packaged\n")
+        message(SEND_ERROR "The staged uploader does not run")
+    endif()
+endfunction()
+
+function(repository_address_can_be_given)
+    expect_configured(-DVTUPDATER_REPOSITORY_URL=http://other.example:8080/a/vt_updater/)
+    file(READ "${scratch_build}/generated/addresses.h" addresses)
+    if(NOT addresses MATCHES "\"http://other.example:8080/a/vt_updater/\"")
+        message(SEND_ERROR "The given address did not get into the program: ${addresses}")
+    endif()
+endfunction()
+
+function(malformed_repository_address_is_refused)
+    foreach(address
+            "" "/vt_updater/" "http:///vt_updater/" "http://other.example/"
+            "http://other.example/vt_updater" "http://other.example/vt_updater/more"
+            "https://other.example/vt_updater/" "ftp://other.example/vt_updater/"
+            " http://other.example/vt_updater/" "http://other.example/my_vt_updater/")
+        configure(result "-DVTUPDATER_REPOSITORY_URL=${address}")
+        if(result EQUAL 0)
+            message(SEND_ERROR "The address \"${address}\" was taken")
+        endif()
+        if(NOT output MATCHES "VTUPDATER_REPOSITORY_URL must be an http address")
+            message(SEND_ERROR "The address \"${address}\" is not explained: ${output}")
+        endif()
+    endforeach()
+endfunction()
+
+function(system_uploader_is_staged_without_packaged_one)
+    copy_tree()
+    expect_configured()
+    load_cache("${scratch_build}" READ_WITH_PREFIX found_
+        VTUPDATER_AVRDUDE VTUPDATER_AVRDUDE_CONF)
+    expect_staged("${found_VTUPDATER_AVRDUDE}" "${found_VTUPDATER_AVRDUDE_CONF}")
+endfunction()
+
+program_lies_in_top_of_build_folder()
+packaged_uploader_is_staged()
+repository_address_can_be_given()
+malformed_repository_address_is_refused()
+if(UPLOADER_STAGED)
+    uploader_lies_beside_program()
+    system_uploader_is_staged_without_packaged_one()
+endif()
+file(REMOVE_RECURSE "${scratch}")
