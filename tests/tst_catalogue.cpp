@@ -409,11 +409,11 @@ void tst_Catalogue::missingDirectoryIsMade()
 {
     QFETCH(const QString, ending);
 
+    MessageBoxDriver boxes;
     MainWindow window;
     const QString path = withoutSlash(ApplicationDirectory::sketchesPath());
     QVERIFY(QDir().rmdir(path));
     const QString status = child<QLabel>(window, "label_status")->text();
-    MessageBoxDriver boxes;
     {
         const WarningRecorder warnings;
         relist(window, path + ending);
@@ -455,9 +455,9 @@ void tst_Catalogue::directoryThatCannotBeMade()
     QVERIFY(QDir().mkdir(locked));
     QVERIFY(QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
+    MessageBoxDriver boxes;
     MainWindow window;
     const QString status = child<QLabel>(window, "label_status")->text();
-    MessageBoxDriver boxes;
 
     const WithoutFilePrivileges asUser;
     {

@@ -653,7 +653,9 @@ void tst_Upload::firstVersionIsUploaded()
     QVERIFY(bench.isReady());
     QVERIFY(selectRow(*bench.window, "listWidget_programlist", 1));
 
+    MessageBoxDriver boxes;
     QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
     QCOMPARE(QString::fromUtf8(writtenByUploader("line")),
              QString(QStringLiteral("-Uflash:w:") + first + QStringLiteral(":i")));
 }
@@ -665,7 +667,9 @@ void tst_Upload::surroundingsAreInherited()
     qputenv("VANTREL_MARK", "a mark");
     Bench bench;
     QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
     QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
     qunsetenv("VANTREL_MARK");
 
     QCOMPARE(QString::fromUtf8(writtenByUploader("directory")).trimmed(),
@@ -764,7 +768,9 @@ void tst_Upload::portIsClosedWhileUploaderRuns()
     QVERIFY(bench.window->OpenSerialPort(bench.port));
     QVERIFY(bench.portIsOpen());
 
+    MessageBoxDriver boxes;
     QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
     const QStringList files =
         QString::fromUtf8(writtenByUploader("files")).split(QLatin1Char('\n'));
     QCOMPARE(files.count(bench.device.portName()), 1); // the device's own
@@ -778,7 +784,9 @@ void tst_Upload::uploadRestartsPoll()
         script("sleep 0.2\ndate +%s%3N > \"$here/end\"")); // a tick is due by then
     Bench bench;
     QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
     QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
     QVERIFY(bench.window->OpenSerialPort(bench.port));
     QVERIFY(bench.portIsOpen());
 
