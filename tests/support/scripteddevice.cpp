@@ -1,11 +1,14 @@
 // A device on a pseudo terminal.
 #include "scripteddevice.h"
 
+#include <QDir>
+
 #include <atomic>
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
@@ -13,6 +16,7 @@
 namespace {
 
 constexpr int wakeUpInterval = 5; // ms
+constexpr int hangUpTimeout = 5000; // ms
 
 int openMaster()
 {
@@ -31,6 +35,29 @@ int openRawSlave(const QString &name)
     cfmakeraw(&settings);
     tcsetattr(slave, TCSANOW, &settings);
     return slave;
+}
+
+// The master lives on while another thread waits for its bytes.
+void waitForHangUp(int slave)
+{
+    pollfd descriptor = {slave, 0, 0};
+    if (poll(&descriptor, 1, hangUpTimeout) != 1)
+        qFatal("the pseudo terminal does not hang up");
+}
+
+// How many descriptors of this process lead to the terminal.
+int descriptorsOf(const QString &terminal)
+{
+    const QDir directory(QStringLiteral("/proc/self/fd"));
+    const QFileInfoList entries =
+        directory.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    int count = 0;
+    for (const QFileInfo &entry : entries) {
+        const QString target = entry.symLinkTarget();
+        if (target == terminal || target == terminal + QStringLiteral(" (deleted)"))
+            ++count;
+    }
+    return count;
 }
 
 } // namespace
@@ -66,9 +93,32 @@ public:
         const std::lock_guard<std::recursive_mutex> guard(lock);
         if (master < 0)
             return;
-        close(slave);
         close(master);
         master = -1;
+        waitForHangUp(slave);
+        close(slave);
+        slave = -1;
+    }
+
+    int unread() const
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        int count = 0;
+        if (slave >= 0)
+            ioctl(slave, FIONREAD, &count);
+        return count;
+    }
+
+    bool isOpenElsewhere() const
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        return descriptorsOf(name) > (slave >= 0 ? 1 : 0);
+    }
+
+    void setBusy(bool busy)
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        tcflow(slave, busy ? TCOOFF : TCOON);
     }
 
     mutable std::recursive_mutex lock;
@@ -170,4 +220,19 @@ void ScriptedDevice::unplugAtRequest(int number)
 {
     const std::lock_guard<std::recursive_mutex> guard(worker->lock);
     worker->lastRequest = number;
+}
+
+int ScriptedDevice::unread() const
+{
+    return worker->unread();
+}
+
+bool ScriptedDevice::isOpen() const
+{
+    return worker->isOpenElsewhere();
+}
+
+void ScriptedDevice::setBusy(bool busy)
+{
+    worker->setBusy(busy);
 }

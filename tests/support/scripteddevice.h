@@ -33,6 +33,15 @@ public:
     // Sends without being asked, in one piece.
     void send(const QByteArray &bytes);
 
+    // How many bytes that it sent wait for the program.
+    int unread() const;
+
+    // Whether the program has the terminal open.
+    bool isOpen() const;
+
+    // A busy device takes no bytes: what is written to it waits.
+    void setBusy(bool busy);
+
     // Closes the device's end, at once or as soon as the n-th request has come.
     void unplug();
     void unplugAtRequest(int number);

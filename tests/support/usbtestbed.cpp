@@ -1,6 +1,7 @@
 // USB serial adapters in a mocked sysfs and udev.
 #include "usbtestbed.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 
@@ -60,6 +61,11 @@ UsbTestbed::~UsbTestbed()
     delete testbed;
 }
 
+QString UsbTestbed::uniquePortName(const QString &suffix)
+{
+    return QStringLiteral("cu.usbserial-%1%2").arg(QCoreApplication::applicationPid()).arg(suffix);
+}
+
 void UsbTestbed::plug(const QString &portName, const QString &terminal,
                       const QString &productIdentifier, const QString &vendorIdentifier)
 {
@@ -107,6 +113,8 @@ void UsbTestbed::link(const QString &portName, const QString &terminal)
 
 void UsbTestbed::unplug(const QString &portName)
 {
+    if (!parents.contains(portName))
+        return;
     const QString node = testbed->root() + QStringLiteral("/dev/") + portName;
     if (QFile::remove(node)) {
         umockdev_testbed_detach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
