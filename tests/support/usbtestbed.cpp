@@ -55,7 +55,7 @@ UsbTestbed::UsbTestbed()
 
 UsbTestbed::~UsbTestbed()
 {
-    const QStringList ports = parents.keys();
+    const QStringList ports = devices.keys();
     for (const QString &port : ports)
         unplug(port);
     delete testbed;
@@ -81,7 +81,7 @@ void UsbTestbed::plug(const QString &portName, const QString &terminal,
         testbed->mock, "tty", name.constData(), usb, nullptr, "DEVNAME", node.constData(), "ID_BUS",
         "usb", "ID_VENDOR_ID", vendor.constData(), "ID_MODEL_ID", product.constData(),
         "ID_SERIAL_SHORT", name.constData(), nullptr);
-    parents.insert(portName, QFile::decodeName(usb));
+    devices.insert(portName, {QFile::decodeName(tty), QFile::decodeName(usb)});
     g_free(tty);
     g_free(usb);
     link(portName, terminal);
@@ -95,7 +95,7 @@ void UsbTestbed::plugWithoutIdentifiers(const QString &portName)
     gchar *tty =
         umockdev_testbed_add_device(testbed->mock, "tty", name.constData(), platform, nullptr,
                                     "DEVNAME", ("/dev/" + name).constData(), nullptr);
-    parents.insert(portName, QFile::decodeName(platform));
+    devices.insert(portName, {QFile::decodeName(tty), QFile::decodeName(platform)});
     g_free(tty);
     g_free(platform);
 }
@@ -104,16 +104,16 @@ void UsbTestbed::link(const QString &portName, const QString &terminal)
 {
     if (terminal.isEmpty())
         return;
-    const QString devices = testbed->root() + QStringLiteral("/dev/");
-    QDir().mkpath(devices);
-    QFile::link(terminal, devices + portName);
+    const QString nodes = testbed->root() + QStringLiteral("/dev/");
+    QDir().mkpath(nodes);
+    QFile::link(terminal, nodes + portName);
     umockdev_testbed_attach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
                                   testbed->ioctls, nullptr);
 }
 
 void UsbTestbed::unplug(const QString &portName)
 {
-    if (!parents.contains(portName))
+    if (!devices.contains(portName))
         return;
     const QString node = testbed->root() + QStringLiteral("/dev/") + portName;
     if (QFile::remove(node)) {
@@ -122,5 +122,12 @@ void UsbTestbed::unplug(const QString &portName)
         // A port without a name would be looked up in this directory, and end the process there.
         QDir().rmdir(testbed->root() + QStringLiteral("/ioctl/dev"));
     }
-    umockdev_testbed_remove_device(testbed->mock, parents.take(portName).toUtf8().constData());
+    const QStringList paths = devices.take(portName);
+    for (const QString &path : paths)
+        removeDevice(path);
+}
+
+void UsbTestbed::removeDevice(const QString &path)
+{
+    umockdev_testbed_remove_device(testbed->mock, path.toUtf8().constData());
 }

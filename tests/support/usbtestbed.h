@@ -3,6 +3,7 @@
 
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 // USB serial adapters that the system seems to have: QSerialPortInfo lists them, and their device
 // nodes lead to a terminal. The test program must run under umockdev-wrapper.
@@ -30,10 +31,11 @@ public:
 
 private:
     void link(const QString &portName, const QString &terminal);
+    void removeDevice(const QString &path);
 
     struct Testbed;
     Testbed *testbed; // owned
-    QMap<QString, QString> parents; // the adapter's path in sysfs, by port name
+    QMap<QString, QStringList> devices; // port and adapter: their paths in sysfs, by port name
 };
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <QAction>
 #include <QListWidget>
+#include <QMainWindow>
 #include <QPushButton>
 #include <QTest>
 
@@ -34,4 +35,15 @@ bool chooseMenuEntry(const QWidget &window, const char *actionName)
         return false;
     action->trigger();
     return true;
+}
+
+QMainWindow *serialMonitor(const QWidget &window)
+{
+    return child<QMainWindow>(window, "SerialMonitor");
+}
+
+bool openSerialMonitor(const QWidget &window)
+{
+    return selectRow(window, "listWidget_devicelist", 0)
+        && chooseMenuEntry(window, "actionSerial_Monitor") && serialMonitor(window)->isVisible();
 }

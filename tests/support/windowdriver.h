@@ -6,6 +6,7 @@
 #include <QWidget>
 
 class QListWidget;
+class QMainWindow;
 class QPushButton;
 
 // The child with this object name; ends the program when there is none.
@@ -27,5 +28,11 @@ bool selectRow(const QWidget &window, const char *listName, int row);
 
 // True when the menu entry was there and enabled and has been triggered.
 bool chooseMenuEntry(const QWidget &window, const char *actionName);
+
+// The serial monitor, shown or not.
+QMainWindow *serialMonitor(const QWidget &window);
+
+// True when the first device has been selected and the menu entry has shown its monitor.
+bool openSerialMonitor(const QWidget &window);
 
 #endif
