@@ -1,0 +1,576 @@
+// The poll: what it moves between the device and the serial monitor, and when it gives a device up.
+#include "mainwindow/mainwindow.h"
+#include "support/applicationdirectory.h"
+#include "support/messageboxdriver.h"
+#include "support/pluggeddevice.h"
+#include "support/windowdriver.h"
+
+#include <QDeadlineTimer>
+#include <QFrame>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMainWindow>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTextBrowser>
+#include <QTextCodec>
+#include <QThread>
+
+#include <sys/resource.h>
+
+namespace {
+
+const QString cannotCommunicate = QStringLiteral("Unable to communicate with device");
+const QString cannotWrite = QStringLiteral("Unable to write to device");
+
+constexpr int severalTicks = 400; // ms
+constexpr int longOpenTime = 1500; // ms
+
+QTextBrowser *view(const MainWindow &window)
+{
+    return child<QTextBrowser>(*serialMonitor(window), "textBrowser");
+}
+
+QString shownText(const MainWindow &window)
+{
+    return view(window)->toPlainText();
+}
+
+void sendByReturn(const MainWindow &window, const QString &text)
+{
+    auto *line = child<QLineEdit>(*serialMonitor(window), "lineEdit");
+    line->setText(text);
+    QTest::keyClick(line, Qt::Key_Return);
+}
+
+// The device is asked when it is selected and again when the monitor opens.
+QByteArray receivedAfterTheQueries(const ScriptedDevice &device)
+{
+    return device.received().mid(2);
+}
+
+// Returns in the middle of a tick, so that nearly a whole period follows in which to act.
+bool waitForTick(const MainWindow &window, ScriptedDevice &device)
+{
+    QSignalSpy spy(view(window), &QTextBrowser::textChanged);
+    device.send("tick");
+    return spy.wait();
+}
+
+// The program takes what the device sent, but no tick need have shown it yet.
+bool reachesTheProgram(const ScriptedDevice &device)
+{
+    for (const QDeadlineTimer limit(5000); device.unread() == 0 && !limit.hasExpired();)
+        QThread::msleep(1);
+    QCoreApplication::processEvents();
+    return device.unread() == 0;
+}
+
+bool isGivenUp(const MainWindow &window, const ScriptedDevice &device)
+{
+    return !device.isOpen() && !serialMonitor(window)->isVisible()
+        && child<QListWidget>(window, "listWidget_devicelist")->currentRow() == -1
+        && !child<QFrame>(window, "frame_deviceinfo")->isVisible();
+}
+
+double processorSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
+        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// Another character set of the system for as long as it lives.
+class LocalCharacterSet
+{
+public:
+    explicit LocalCharacterSet(const char *name)
+        : before(QTextCodec::codecForLocale())
+    {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName(name));
+    }
+    ~LocalCharacterSet() { QTextCodec::setCodecForLocale(before); }
+    LocalCharacterSet(const LocalCharacterSet &) = delete;
+    LocalCharacterSet &operator=(const LocalCharacterSet &) = delete;
+
+private:
+    QTextCodec *const before;
+};
+
+} // namespace
+
+class tst_PeriodicPoll : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void receivedTextIsShown_data();
+    void receivedTextIsShown();
+    void aLineEndSplitBetweenTicksStays();
+    void eachTickMakesAParagraph();
+
+    void typedTextIsSent_data();
+    void typedTextIsSent();
+    void ofTextsSentBetweenTicksTheLastIsWritten();
+    void textIsSentOnce();
+    void textGoesBothWaysInOneTick();
+
+    void aHiddenMonitorReleasesThePort();
+    void aHiddenMonitorSendsAndShowsNothing();
+    void aShownMonitorKeepsThePort();
+    void aMonitorWithoutPortIsLeftAlone();
+    void aTimeoutOfTheQueryIsNoLoss();
+
+    void aLostDeviceIsReportedOnce();
+    void aLostDeviceIsReportedTwiceWithTextToSend();
+    void textReceivedBeforeTheLossIsShown();
+    void theListFollowsALoss();
+    void aDeviceThatTakesNothingIsReported();
+    void unwrittenTextIsDropped();
+    void thePortIsOpenWhileABoxIs();
+    void theProgramIsQuietWhileABoxIsOpen();
+    void theDeviceServesAgainAfterALoss();
+};
+
+void tst_PeriodicPoll::init()
+{
+    ApplicationDirectory::clear();
+}
+
+void tst_PeriodicPoll::cleanup()
+{
+    ApplicationDirectory::clear();
+}
+
+void tst_PeriodicPoll::receivedTextIsShown_data()
+{
+    QTest::addColumn<QByteArray>("sent");
+    QTest::addColumn<QString>("shown");
+
+    QTest::newRow("plain text") << QByteArray("abc") << QStringLiteral("abc");
+    QTest::newRow("line end between two texts")
+        << QByteArray("abc\r\ndef") << QStringLiteral("abcdef");
+    QTest::newRow("line ends everywhere")
+        << QByteArray("\r\nabc\r\n\r\ndef\r\n") << QStringLiteral("abcdef");
+    QTest::newRow("lone line feed") << QByteArray("abc\ndef") << QStringLiteral("abc\ndef");
+    QTest::newRow("lone carriage return") << QByteArray("abc\rdef") << QStringLiteral("abc\ndef");
+    QTest::newRow("line end the wrong way round")
+        << QByteArray("abc\n\rdef") << QStringLiteral("abc\n\ndef");
+    QTest::newRow("carriage return before a line end")
+        << QByteArray("abc\r\r\ndef") << QStringLiteral("abc\ndef");
+    QTest::newRow("NUL cuts the rest") << QByteArray("abc\0def", 7) << QStringLiteral("abc");
+    QTest::newRow("UTF-8") << QByteArray("Gr\xc3\xb6\xc3\x9f"
+                                         "e")
+                           << QStringLiteral("Gr\u00f6\u00dfe");
+    QTest::newRow("invalid UTF-8") << QByteArray("a\xff"
+                                                 "b")
+                                   << QStringLiteral("a\ufffdb");
+    QTest::newRow("blanks") << QByteArray("  a  b  ") << QStringLiteral("  a  b  ");
+}
+
+void tst_PeriodicPoll::receivedTextIsShown()
+{
+    QFETCH(QByteArray, sent);
+    QFETCH(QString, shown);
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QSignalSpy spy(view(window), &QTextBrowser::textChanged);
+
+    device.send(sent);
+
+    QVERIFY(spy.wait());
+    QCOMPARE(shownText(window), shown);
+}
+
+void tst_PeriodicPoll::aLineEndSplitBetweenTicksStays()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    device.send("abc\r");
+    QTRY_COMPARE(shownText(window), QStringLiteral("abc\n"));
+    device.send("\ndef");
+
+    QTRY_COMPARE(shownText(window), QStringLiteral("abc\n\n\ndef"));
+}
+
+void tst_PeriodicPoll::eachTickMakesAParagraph()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    device.send("abc\r\n");
+    QTRY_COMPARE(shownText(window), QStringLiteral("abc"));
+    device.send("\r\n"); // nothing is left of it, so it makes no paragraph
+    QTest::qWait(severalTicks);
+    device.send("def");
+
+    QTRY_COMPARE(shownText(window), QStringLiteral("abc\ndef"));
+}
+
+void tst_PeriodicPoll::typedTextIsSent_data()
+{
+    QTest::addColumn<QByteArray>("characterSet");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QByteArray>("received");
+
+    const QByteArray utf8("UTF-8");
+    QTest::newRow("no line end is added") << utf8 << QStringLiteral("abc") << QByteArray("abc");
+    QTest::newRow("blanks stay") << utf8 << QStringLiteral("  a b ") << QByteArray("  a b ");
+    QTest::newRow("the system's character set: UTF-8")
+        << utf8 << QStringLiteral("gr\u00fcn") << QByteArray("gr\xc3\xbcn");
+    QTest::newRow("the system's character set: Latin 1")
+        << QByteArray("ISO-8859-1") << QStringLiteral("gr\u00fcn") << QByteArray("gr\xfcn");
+}
+
+void tst_PeriodicPoll::typedTextIsSent()
+{
+    QFETCH(QByteArray, characterSet);
+    QFETCH(QString, typed);
+    QFETCH(QByteArray, received);
+    const PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    const LocalCharacterSet set(characterSet.constData());
+
+    sendByReturn(window, typed);
+
+    QTRY_COMPARE(receivedAfterTheQueries(device), received);
+    QCOMPARE(boxes.texts(), QStringList());
+}
+
+void tst_PeriodicPoll::ofTextsSentBetweenTicksTheLastIsWritten()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    sendByReturn(window, QStringLiteral("first"));
+    sendByReturn(window, QStringLiteral("second"));
+    sendByReturn(window, QStringLiteral("third"));
+    QCOMPARE(receivedAfterTheQueries(device), QByteArray());
+
+    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("third"));
+}
+
+void tst_PeriodicPoll::textIsSentOnce()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    sendByReturn(window, QStringLiteral("once"));
+    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("once"));
+    QTest::qWait(severalTicks);
+    sendByReturn(window, QStringLiteral("more"));
+
+    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("oncemore"));
+}
+
+void tst_PeriodicPoll::textGoesBothWaysInOneTick()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    device.send("from the board");
+    sendByReturn(window, QStringLiteral("to the board"));
+
+    QTRY_COMPARE(shownText(window), QStringLiteral("from the board"));
+    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("to the board"));
+}
+
+void tst_PeriodicPoll::aHiddenMonitorReleasesThePort()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    serialMonitor(window)->close();
+
+    QVERIFY(device.isOpen());
+    QTRY_VERIFY(!device.isOpen());
+    QCOMPARE(boxes.texts(), QStringList());
+    QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->currentRow(), 0);
+    QVERIFY(child<QFrame>(window, "frame_deviceinfo")->isVisible());
+}
+
+void tst_PeriodicPoll::aHiddenMonitorSendsAndShowsNothing()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTick(window, device));
+
+    sendByReturn(window, QStringLiteral("unsent"));
+    device.send("unseen");
+    serialMonitor(window)->close();
+
+    QTRY_VERIFY(!device.isOpen());
+    QCOMPARE(receivedAfterTheQueries(device), QByteArray());
+    QCOMPARE(shownText(window), QStringLiteral("tick"));
+}
+
+void tst_PeriodicPoll::aShownMonitorKeepsThePort()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    QTest::qWait(severalTicks);
+
+    QVERIFY(device.isOpen());
+    device.send("still here");
+    QTRY_COMPARE(shownText(window), QStringLiteral("still here"));
+}
+
+void tst_PeriodicPoll::aMonitorWithoutPortIsLeftAlone()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    window.CloseSerialPort();
+
+    sendByReturn(window, QStringLiteral("unsent"));
+    QTest::qWait(severalTicks);
+
+    QCOMPARE(boxes.texts(), QStringList());
+    QVERIFY(serialMonitor(window)->isVisible());
+    QCOMPARE(receivedAfterTheQueries(device), QByteArray());
+}
+
+void tst_PeriodicPoll::aTimeoutOfTheQueryIsNoLoss()
+{
+    PluggedDevice device({"Version:Blink__3\r\n"});
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(selectRow(window, "listWidget_devicelist", 0));
+    device.setAnswers({QByteArray(), "Version:Blink__3\r\n"});
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+    QCOMPARE(device.requests(), 2);
+
+    device.send("still here");
+
+    QTRY_COMPARE(shownText(window), QStringLiteral("still here"));
+    QCOMPARE(boxes.texts(), QStringList());
+    QVERIFY(device.isOpen());
+}
+
+void tst_PeriodicPoll::aLostDeviceIsReportedOnce()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    boxes.keepOpenFor(longOpenTime);
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    device.pull();
+
+    QTRY_VERIFY(isGivenUp(window, device));
+    QTest::qWait(severalTicks);
+    QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
+    const SeenBox box = boxes.boxes().constFirst();
+    QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
+    QCOMPARE(box.icon, QMessageBox::Warning);
+    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+}
+
+void tst_PeriodicPoll::aLostDeviceIsReportedTwiceWithTextToSend()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    boxes.keepOpenFor(longOpenTime);
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTick(window, device));
+
+    device.pull();
+    sendByReturn(window, QStringLiteral("lost"));
+
+    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QTRY_VERIFY(QApplication::activeModalWidget() == nullptr);
+    QTest::qWait(severalTicks);
+    QCOMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QCOMPARE(boxes.boxes().constLast().informativeText, QStringLiteral("Is it disconnected?"));
+    QVERIFY(isGivenUp(window, device));
+}
+
+void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTick(window, device));
+
+    device.send("last words");
+    QVERIFY(reachesTheProgram(device));
+    device.pull();
+
+    QTRY_COMPARE(boxes.texts(), QStringList {cannotCommunicate});
+    QTRY_COMPARE(shownText(window), QStringLiteral("tick\nlast words"));
+}
+
+void tst_PeriodicPoll::theListFollowsALoss()
+{
+    const QString lostName = UsbTestbed::uniquePortName(QStringLiteral("A"));
+    const QString keptName = UsbTestbed::uniquePortName(QStringLiteral("B"));
+    UsbTestbed usb;
+    ScriptedDevice lost({"Version:Blink__3\r\n"});
+    usb.plug(lostName, lost.portName());
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    usb.plug(keptName);
+
+    lost.unplug();
+    usb.unplug(lostName);
+
+    QTRY_VERIFY(isGivenUp(window, lost));
+    const auto *list = child<QListWidget>(window, "listWidget_devicelist");
+    QCOMPARE(list->count(), 1);
+    QCOMPARE(list->item(0)->text(), keptName);
+}
+
+void tst_PeriodicPoll::aDeviceThatTakesNothingIsReported()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    boxes.keepOpenFor(longOpenTime);
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    device.setBusy(true);
+
+    sendByReturn(window, QStringLiteral("unsent"));
+
+    QTRY_VERIFY(isGivenUp(window, device));
+    QTest::qWait(severalTicks);
+    QCOMPARE(boxes.texts(), QStringList {cannotWrite});
+    const SeenBox box = boxes.boxes().constFirst();
+    QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
+    QCOMPARE(box.icon, QMessageBox::Warning);
+    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+}
+
+void tst_PeriodicPoll::unwrittenTextIsDropped()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    device.setBusy(true);
+    sendByReturn(window, QStringLiteral("unsent"));
+    QTRY_VERIFY(isGivenUp(window, device));
+    device.setBusy(false);
+
+    QVERIFY(openSerialMonitor(window));
+    QTest::qWait(severalTicks);
+
+    QVERIFY(device.isOpen());
+    QVERIFY(!device.received().contains("unsent"));
+    QCOMPARE(boxes.texts(), QStringList {cannotWrite});
+}
+
+void tst_PeriodicPoll::thePortIsOpenWhileABoxIs()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    QList<bool> open;
+    QList<bool> shown;
+    boxes.whileOpen([&] {
+        open.append(device.isOpen());
+        shown.append(serialMonitor(window)->isVisible());
+    });
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTick(window, device));
+
+    device.pull();
+    sendByReturn(window, QStringLiteral("lost"));
+
+    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QCOMPARE(open, QList<bool>({true, false})); // the first box ends with the port closed
+    QCOMPARE(shown, QList<bool>({true, false}));
+}
+
+void tst_PeriodicPoll::theProgramIsQuietWhileABoxIsOpen()
+{
+    constexpr int openTime = 2000; // ms
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    double seconds = 0;
+    boxes.whileOpen([&] {
+        const double before = processorSeconds();
+        QTest::qWait(openTime);
+        seconds = processorSeconds() - before;
+    });
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    device.pull();
+
+    QTRY_VERIFY(isGivenUp(window, device));
+    QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
+    qInfo("%.3f s of processor time in %d ms", seconds, openTime);
+    QVERIFY(seconds < 0.2 * openTime / 1000);
+}
+
+void tst_PeriodicPoll::theDeviceServesAgainAfterALoss()
+{
+    const QString name = UsbTestbed::uniquePortName();
+    UsbTestbed usb;
+    ScriptedDevice before({"Version:Blink__3\r\n"});
+    usb.plug(name, before.portName());
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    before.unplug();
+    usb.unplug(name);
+    QTRY_VERIFY(isGivenUp(window, before));
+    ScriptedDevice after({"Version:Blink__3\r\n"});
+    usb.plug(name, after.portName());
+
+    QVERIFY(click(window, "pushButton_devicelist_refresh"));
+    QVERIFY(openSerialMonitor(window));
+    after.send("back again");
+    sendByReturn(window, QStringLiteral("hello"));
+
+    QTRY_COMPARE(shownText(window), QStringLiteral("back again"));
+    QTRY_COMPARE(receivedAfterTheQueries(after), QByteArray("hello"));
+    QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
+}
+
+QTEST_MAIN(tst_PeriodicPoll)
+
+#include "tst_periodicpoll.moc"
