@@ -6,6 +6,7 @@
 #include "ui_mainwindow.h"
 
 #include <QSignalBlocker>
+#include <QSocketNotifier>
 
 namespace {
 
@@ -66,6 +67,14 @@ Sketch sketchInVersionLine(const QString &line)
 bool isLost(const QSerialPort &port)
 {
     return port.error() != QSerialPort::NoError && port.error() != QSerialPort::TimeoutError;
+}
+
+// A lost port may report its loss without end, as fast as the processor can, until it is closed.
+void stopListening(const QSerialPort &port)
+{
+    const QList<QSocketNotifier *> notifiers = port.findChildren<QSocketNotifier *>();
+    for (QSocketNotifier *notifier : notifiers)
+        notifier->setEnabled(false);
 }
 
 } // namespace
@@ -228,6 +237,7 @@ void MainWindow::sendPendingText()
 
 void MainWindow::giveUpDevice(const QString &reason)
 {
+    stopListening(serialPort); // it stays open while the box does
     displayWarningBox(reason, tr("Is it disconnected?"), QMessageBox::Ok);
     CloseSerialPort();
     serialMonitor->setVisible(false);
