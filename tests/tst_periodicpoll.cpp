@@ -24,7 +24,7 @@ const QString cannotCommunicate = QStringLiteral("Unable to communicate with dev
 const QString cannotWrite = QStringLiteral("Unable to write to device");
 
 constexpr int severalTicks = 400; // ms
-constexpr int longOpenTime = 1500; // ms
+constexpr int longOpenTime = 600; // ms, six ticks
 
 QTextBrowser *view(const MainWindow &window)
 {
