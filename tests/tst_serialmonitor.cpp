@@ -1,0 +1,506 @@
+// The serial monitor: its window, how it is opened, and the text that the user types and sees.
+#include "mainwindow/mainwindow.h"
+#include "serialmonitor/serialmonitor.h"
+#include "support/applicationdirectory.h"
+#include "support/messageboxdriver.h"
+#include "support/pluggeddevice.h"
+#include "support/windowdriver.h"
+
+#include <QCheckBox>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMetaMethod>
+#include <QPointer>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTest>
+#include <QTextBrowser>
+#include <QTextDocument>
+
+namespace {
+
+constexpr int severalTicks = 400; // ms
+
+QLineEdit *line(const QWidget &monitor)
+{
+    return child<QLineEdit>(monitor, "lineEdit");
+}
+
+QTextBrowser *view(const QWidget &monitor)
+{
+    return child<QTextBrowser>(monitor, "textBrowser");
+}
+
+QRect placeOf(const QWidget &monitor, const char *name)
+{
+    const auto *widget = child<QWidget>(monitor, name);
+    return {widget->mapTo(&monitor, QPoint(0, 0)), widget->size()};
+}
+
+enum class Sending { ByReturn, ByButton };
+
+bool send(const QWidget &monitor, const QString &text, Sending how)
+{
+    QTest::keyClicks(line(monitor), text);
+    if (how == Sending::ByButton)
+        return click(monitor, "pushButton");
+    QTest::keyClick(line(monitor), Qt::Key_Return);
+    return true;
+}
+
+void addWaysOfSending()
+{
+    QTest::addColumn<Sending>("how");
+    QTest::newRow("Return in the line") << Sending::ByReturn;
+    QTest::newRow("Send button") << Sending::ByButton;
+}
+
+// Far more text than the view can show.
+void fill(SerialMonitor &monitor)
+{
+    for (int number = 0; number < 200; ++number)
+        monitor.appendToSerialMonitor(QStringLiteral("line %1").arg(number));
+}
+
+QStringList ownSlots(const QMetaObject &metaObject)
+{
+    QStringList signatures;
+    for (int i = metaObject.methodOffset(); i < metaObject.methodCount(); ++i) {
+        const QMetaMethod method = metaObject.method(i);
+        if (method.methodType() == QMetaMethod::Slot)
+            signatures.append(QString::fromLatin1(method.methodSignature()));
+    }
+    return signatures;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Sending)
+
+class tst_SerialMonitor : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void form();
+    void arrangement();
+    void metaObject();
+    void aSeparateWindowOfTheMainWindow();
+
+    void sendingFillsTheOutbox_data();
+    void sendingFillsTheOutbox();
+    void schedulingSendsAsWell();
+    void sendingNothingEmptiesTheOutbox_data();
+    void sendingNothingEmptiesTheOutbox();
+    void theLastTextReplacesTheOneBefore_data();
+    void theLastTextReplacesTheOneBefore();
+    void theTextStaysAsTyped_data();
+    void theTextStaysAsTyped();
+
+    void eachCallAppendsAParagraph();
+    void automaticScroll_data();
+    void automaticScroll();
+    void clearEmptiesTheViewOnly();
+
+    void noDeviceIsSelected();
+    void openingAsksTheDeviceFirst();
+    void openingAgainAsksAgain();
+    void openingReplacesAnotherDevicesPort();
+    void aDeviceThatDoesNotOpenIsReported();
+    void textIsKeptWhileTheWindowIsHidden();
+    void closingTheWindowClosesThePort();
+    void theWindowGoesWithTheMainWindow();
+    void textGoesThereAndBack_data();
+    void textGoesThereAndBack();
+};
+
+void tst_SerialMonitor::init()
+{
+    ApplicationDirectory::clear();
+}
+
+void tst_SerialMonitor::cleanup()
+{
+    ApplicationDirectory::clear();
+}
+
+void tst_SerialMonitor::form()
+{
+    const SerialMonitor monitor(nullptr);
+
+    QCOMPARE(monitor.objectName(), QStringLiteral("SerialMonitor"));
+    QCOMPARE(monitor.size(), QSize(458, 438));
+    QCOMPARE(monitor.windowTitle(), QStringLiteral("Vantrel Serial Monitor"));
+    QCOMPARE(child<QPushButton>(monitor, "pushButton")->text(), QStringLiteral("Send"));
+    QCOMPARE(child<QPushButton>(monitor, "pushButton_2")->text(), QStringLiteral("Clear"));
+    QCOMPARE(child<QCheckBox>(monitor, "checkBox")->text(), QStringLiteral("Automatic scroll"));
+    QVERIFY(child<QCheckBox>(monitor, "checkBox")->isChecked());
+    QCOMPARE(monitor.centralWidget()->objectName(), QStringLiteral("centralwidget"));
+    QCOMPARE(monitor.pendingText(), QString());
+    QCOMPARE(view(monitor)->toPlainText(), QString());
+    QCOMPARE(line(monitor)->text(), QString());
+}
+
+void tst_SerialMonitor::arrangement()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    const QRect typed = placeOf(monitor, "lineEdit");
+    const QRect sendButton = placeOf(monitor, "pushButton");
+    const QRect text = placeOf(monitor, "textBrowser");
+    const QRect scroll = placeOf(monitor, "checkBox");
+    const QRect clearButton = placeOf(monitor, "pushButton_2");
+
+    QVERIFY(typed.right() < sendButton.left());
+    QVERIFY(typed.bottom() < text.top());
+    QVERIFY(sendButton.bottom() < text.top());
+    QVERIFY(text.bottom() < scroll.top());
+    QVERIFY(text.bottom() < clearButton.top());
+    QVERIFY(scroll.right() + 40 <= clearButton.left());
+    QCOMPARE(clearButton.right(), text.right());
+}
+
+void tst_SerialMonitor::metaObject()
+{
+    const QMetaObject &metaObject = SerialMonitor::staticMetaObject;
+
+    QCOMPARE(ownSlots(metaObject),
+             QStringList({QStringLiteral("on_pushButton_2_clicked()"),
+                          QStringLiteral("on_pushButton_clicked()"),
+                          QStringLiteral("on_lineEdit_returnPressed()")}));
+    QCOMPARE(metaObject.methodCount() - metaObject.methodOffset(), 3);
+    QCOMPARE(metaObject.superClass(), &QMainWindow::staticMetaObject);
+}
+
+void tst_SerialMonitor::aSeparateWindowOfTheMainWindow()
+{
+    const MainWindow window;
+    const QMainWindow *monitor = serialMonitor(window);
+
+    QCOMPARE(monitor->parent(), &window);
+    QVERIFY(monitor->isWindow());
+    QVERIFY(!monitor->isVisible());
+    QCOMPARE(window.findChildren<SerialMonitor *>().size(), 1);
+}
+
+void tst_SerialMonitor::sendingFillsTheOutbox_data()
+{
+    addWaysOfSending();
+}
+
+void tst_SerialMonitor::sendingFillsTheOutbox()
+{
+    QFETCH(Sending, how);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+
+    QVERIFY(send(monitor, QStringLiteral("hello"), how));
+
+    QCOMPARE(monitor.pendingText(), QStringLiteral("hello"));
+    QCOMPARE(line(monitor)->text(), QString());
+    QCOMPARE(view(monitor)->toPlainText(), QString());
+}
+
+void tst_SerialMonitor::schedulingSendsAsWell()
+{
+    SerialMonitor monitor(nullptr);
+    line(monitor)->setText(QStringLiteral("hello"));
+
+    monitor.scheduleToSendAndClear();
+
+    QCOMPARE(monitor.pendingText(), QStringLiteral("hello"));
+    QCOMPARE(line(monitor)->text(), QString());
+}
+
+void tst_SerialMonitor::sendingNothingEmptiesTheOutbox_data()
+{
+    addWaysOfSending();
+}
+
+void tst_SerialMonitor::sendingNothingEmptiesTheOutbox()
+{
+    QFETCH(Sending, how);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    QVERIFY(send(monitor, QStringLiteral("hello"), how));
+
+    QVERIFY(send(monitor, QString(), how));
+
+    QCOMPARE(monitor.pendingText(), QString());
+}
+
+void tst_SerialMonitor::theLastTextReplacesTheOneBefore_data()
+{
+    addWaysOfSending();
+}
+
+void tst_SerialMonitor::theLastTextReplacesTheOneBefore()
+{
+    QFETCH(Sending, how);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+
+    QVERIFY(send(monitor, QStringLiteral("first"), how));
+    QVERIFY(send(monitor, QStringLiteral("second"), how));
+
+    QCOMPARE(monitor.pendingText(), QStringLiteral("second"));
+}
+
+void tst_SerialMonitor::theTextStaysAsTyped_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("blanks around it") << QStringLiteral("  a b  ");
+    QTest::newRow("nothing but a blank") << QStringLiteral(" ");
+    QTest::newRow("capital letters and marks") << QStringLiteral("AT+X=<b>1</b>\\n");
+}
+
+void tst_SerialMonitor::theTextStaysAsTyped()
+{
+    QFETCH(QString, text);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+
+    QVERIFY(send(monitor, text, Sending::ByReturn));
+
+    QCOMPARE(monitor.pendingText(), text);
+}
+
+void tst_SerialMonitor::eachCallAppendsAParagraph()
+{
+    SerialMonitor monitor(nullptr);
+
+    monitor.appendToSerialMonitor(QStringLiteral("a"));
+    monitor.appendToSerialMonitor(QStringLiteral("b c"));
+    monitor.appendToSerialMonitor(QStringLiteral("d"));
+
+    QCOMPARE(view(monitor)->document()->blockCount(), 3);
+    QCOMPARE(view(monitor)->toPlainText(), QStringLiteral("a\nb c\nd"));
+}
+
+void tst_SerialMonitor::automaticScroll_data()
+{
+    QTest::addColumn<bool>("automatic");
+    QTest::addColumn<int>("percent"); // where the view stands before
+
+    QTest::newRow("on, from the start") << true << 0;
+    QTest::newRow("on, from the middle") << true << 50;
+    QTest::newRow("on, from the end") << true << 100;
+    QTest::newRow("off, from the start") << false << 0;
+    QTest::newRow("off, from the middle") << false << 50;
+}
+
+void tst_SerialMonitor::automaticScroll()
+{
+    QFETCH(bool, automatic);
+    QFETCH(int, percent);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    fill(monitor);
+    QScrollBar *bar = view(monitor)->verticalScrollBar();
+    QVERIFY(bar->maximum() > 0);
+    child<QCheckBox>(monitor, "checkBox")->setChecked(automatic);
+    bar->setValue(bar->maximum() * percent / 100);
+    const int before = bar->value();
+    const int oldMaximum = bar->maximum();
+
+    monitor.appendToSerialMonitor(QStringLiteral("one more"));
+
+    QVERIFY(bar->maximum() > oldMaximum);
+    QCOMPARE(bar->value(), automatic ? bar->maximum() : before);
+}
+
+void tst_SerialMonitor::clearEmptiesTheViewOnly()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.appendToSerialMonitor(QStringLiteral("received"));
+    QVERIFY(send(monitor, QStringLiteral("pending"), Sending::ByReturn));
+    QTest::keyClicks(line(monitor), QStringLiteral("typed"));
+
+    QVERIFY(click(monitor, "pushButton_2"));
+
+    QCOMPARE(view(monitor)->toPlainText(), QString());
+    QCOMPARE(monitor.pendingText(), QStringLiteral("pending"));
+    QCOMPARE(line(monitor)->text(), QStringLiteral("typed"));
+}
+
+void tst_SerialMonitor::noDeviceIsSelected()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("No device selected.")});
+    const SeenBox box = boxes.boxes().constFirst();
+    QCOMPARE(box.informativeText,
+             QStringLiteral("Please select a device before opening serial monitor."));
+    QCOMPARE(box.icon, QMessageBox::Warning);
+    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QVERIFY(!serialMonitor(window)->isVisible());
+    QCOMPARE(device.requests(), 0);
+}
+
+void tst_SerialMonitor::openingAsksTheDeviceFirst()
+{
+    PluggedDevice device({"Version:Blink__3\r\n", "Version:Fade__4\r\n"});
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(selectRow(window, "listWidget_devicelist", 0));
+    QCOMPARE(device.requests(), 1);
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(device.requests(), 2);
+    QCOMPARE(child<QLabel>(window, "label_programondevice")->text(), QStringLiteral("Fade"));
+    QVERIFY(device.isOpen());
+    QVERIFY(serialMonitor(window)->isVisible());
+    QTest::qWait(severalTicks);
+    QCOMPARE(view(*serialMonitor(window))->toPlainText(), QString());
+    QVERIFY(device.isOpen());
+    QCOMPARE(boxes.texts(), QStringList());
+}
+
+void tst_SerialMonitor::openingAgainAsksAgain()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QCOMPARE(device.requests(), 2);
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(device.requests(), 3);
+    QVERIFY(device.isOpen());
+    QVERIFY(serialMonitor(window)->isVisible());
+    device.send("still here");
+    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("still here"));
+}
+
+void tst_SerialMonitor::openingReplacesAnotherDevicesPort()
+{
+    UsbTestbed usb;
+    ScriptedDevice first({"Version:Blink__3\r\n"});
+    ScriptedDevice second({"Version:Fade__4\r\n"});
+    usb.plug(UsbTestbed::uniquePortName(QStringLiteral("A")), first.portName());
+    usb.plug(UsbTestbed::uniquePortName(QStringLiteral("B")), second.portName());
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(first.isOpen());
+
+    QVERIFY(selectRow(window, "listWidget_devicelist", 1));
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QVERIFY(!first.isOpen());
+    QVERIFY(second.isOpen());
+    second.send("from the second");
+    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("from the second"));
+}
+
+void tst_SerialMonitor::aDeviceThatDoesNotOpenIsReported()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(selectRow(window, "listWidget_devicelist", 0));
+    device.pull();
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Error opening device.")});
+    const SeenBox box = boxes.boxes().constFirst();
+    QCOMPARE(box.informativeText, QStringLiteral("Please check device connection and try again."));
+    QCOMPARE(box.icon, QMessageBox::Warning);
+    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QVERIFY(!serialMonitor(window)->isVisible());
+    QVERIFY(!device.isOpen());
+    QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->count(), 0);
+    QVERIFY(!child<QFrame>(window, "frame_deviceinfo")->isVisible());
+}
+
+void tst_SerialMonitor::textIsKeptWhileTheWindowIsHidden()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    device.send("before");
+    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before"));
+
+    serialMonitor(window)->close();
+    QTRY_VERIFY(!device.isOpen());
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QVERIFY(serialMonitor(window)->isVisible());
+    QCOMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before"));
+    device.send("after");
+    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before\nafter"));
+}
+
+void tst_SerialMonitor::closingTheWindowClosesThePort()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    serialMonitor(window)->close();
+
+    QTRY_VERIFY(!device.isOpen());
+    QVERIFY(!serialMonitor(window)->isVisible());
+    QVERIFY(window.isVisible());
+    QCOMPARE(boxes.texts(), QStringList());
+}
+
+void tst_SerialMonitor::theWindowGoesWithTheMainWindow()
+{
+    const PluggedDevice device;
+    QPointer<QMainWindow> monitor;
+    {
+        MainWindow window;
+        window.show();
+        QVERIFY(openSerialMonitor(window));
+        monitor = serialMonitor(window);
+    }
+
+    QVERIFY(monitor.isNull());
+    QVERIFY(!device.isOpen());
+}
+
+void tst_SerialMonitor::textGoesThereAndBack_data()
+{
+    addWaysOfSending();
+}
+
+void tst_SerialMonitor::textGoesThereAndBack()
+{
+    QFETCH(Sending, how);
+    PluggedDevice device({"Version:Blink__3\r\n", "Version:Blink__3\r\n", "got it\r\n"});
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    // The device answers the letter that it knows.
+    QVERIFY(send(*serialMonitor(window), QStringLiteral("move"), how));
+
+    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("got it"));
+    QTRY_COMPARE(device.received(), QByteArray("vvmove"));
+    QCOMPARE(line(*serialMonitor(window))->text(), QString());
+}
+
+QTEST_MAIN(tst_SerialMonitor)
+
+#include "tst_serialmonitor.moc"
