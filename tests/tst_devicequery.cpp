@@ -91,6 +91,7 @@ class tst_DeviceQuery : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void answersCountOrNot_data();
     void answersCountOrNot();
@@ -128,6 +129,11 @@ void tst_DeviceQuery::init()
 void tst_DeviceQuery::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_DeviceQuery::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_DeviceQuery::answersCountOrNot_data()

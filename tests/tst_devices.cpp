@@ -82,6 +82,7 @@ class tst_Devices : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void portsAreDevicesByNameAndProduct_data();
     void portsAreDevicesByNameAndProduct();
@@ -120,6 +121,11 @@ void tst_Devices::init()
 void tst_Devices::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_Devices::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_Devices::portsAreDevicesByNameAndProduct_data()

@@ -107,6 +107,7 @@ class tst_PeriodicPoll : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void receivedTextIsShown_data();
     void receivedTextIsShown();
@@ -128,6 +129,7 @@ private slots:
     void aLostDeviceIsReportedOnce();
     void aLostDeviceIsReportedTwiceWithTextToSend();
     void textReceivedBeforeTheLossIsShown();
+    void aDeviceLostDuringTheQueryIsReported();
     void theListFollowsALoss();
     void aDeviceThatTakesNothingIsReported();
     void unwrittenTextIsDropped();
@@ -144,6 +146,11 @@ void tst_PeriodicPoll::init()
 void tst_PeriodicPoll::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_PeriodicPoll::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_PeriodicPoll::receivedTextIsShown_data()
@@ -434,6 +441,23 @@ void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
 
     QTRY_COMPARE(boxes.texts(), QStringList {cannotCommunicate});
     QTRY_COMPARE(shownText(window), QStringLiteral("tick\nlast words"));
+}
+
+void tst_PeriodicPoll::aDeviceLostDuringTheQueryIsReported()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(selectRow(window, "listWidget_devicelist", 0));
+    device.unplugAtRequest(2);
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QVERIFY(serialMonitor(window)->isVisible());
+    QCOMPARE(boxes.texts(), QStringList());
+    QTRY_VERIFY(isGivenUp(window, device));
+    QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
 }
 
 void tst_PeriodicPoll::theListFollowsALoss()

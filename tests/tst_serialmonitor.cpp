@@ -86,6 +86,7 @@ class tst_SerialMonitor : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void form();
     void arrangement();
@@ -127,6 +128,11 @@ void tst_SerialMonitor::init()
 void tst_SerialMonitor::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_SerialMonitor::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_SerialMonitor::form()

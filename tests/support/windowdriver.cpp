@@ -7,6 +7,12 @@
 #include <QPushButton>
 #include <QTest>
 
+namespace {
+
+constexpr int fadeTime = 600; // ms, more than any fade takes
+
+} // namespace
+
 bool click(const QWidget &window, const char *buttonName)
 {
     auto *button = child<QPushButton>(window, buttonName);
@@ -35,6 +41,11 @@ bool chooseMenuEntry(const QWidget &window, const char *actionName)
         return false;
     action->trigger();
     return true;
+}
+
+void letFadesEnd()
+{
+    QTest::qWait(fadeTime);
 }
 
 QMainWindow *serialMonitor(const QWidget &window)

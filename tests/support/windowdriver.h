@@ -29,6 +29,10 @@ bool selectRow(const QWidget &window, const char *listName, int row);
 // True when the menu entry was there and enabled and has been triggered.
 bool chooseMenuEntry(const QWidget &window, const char *actionName);
 
+// A fade whose window has gone deletes itself at its next step, for which the event loop must run:
+// called when the last test has ended, so that nothing is taken for a leak.
+void letFadesEnd();
+
 // The serial monitor, shown or not.
 QMainWindow *serialMonitor(const QWidget &window);
 
