@@ -6,6 +6,7 @@
 #include "support/windowdriver.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QLineEdit>
 #include <QListWidget>
@@ -17,6 +18,7 @@
 #include <QThread>
 
 #include <sys/resource.h>
+#include <thread>
 
 namespace {
 
@@ -24,6 +26,7 @@ const QString cannotCommunicate = QStringLiteral("Unable to communicate with dev
 const QString cannotWrite = QStringLiteral("Unable to write to device");
 
 constexpr int severalTicks = 400; // ms
+constexpr int writeTime = 1000; // ms that a device has to take a text
 constexpr int longOpenTime = 600; // ms, six ticks
 
 QTextBrowser *view(const MainWindow &window)
@@ -131,6 +134,7 @@ private slots:
     void textReceivedBeforeTheLossIsShown();
     void aDeviceLostDuringTheQueryIsReported();
     void theListFollowsALoss();
+    void aDeviceMayBeBusyForAMoment();
     void aDeviceThatTakesNothingIsReported();
     void unwrittenTextIsDropped();
     void thePortIsOpenWhileABoxIs();
@@ -482,6 +486,28 @@ void tst_PeriodicPoll::theListFollowsALoss()
     QCOMPARE(list->item(0)->text(), keptName);
 }
 
+// The poll waits for the device, so another thread must end the wait.
+void tst_PeriodicPoll::aDeviceMayBeBusyForAMoment()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    device.setBusy(true);
+    std::thread recovery([&device] {
+        QThread::msleep(severalTicks);
+        device.setBusy(false);
+    });
+
+    sendByReturn(window, QStringLiteral("late"));
+
+    QTest::qWait(severalTicks);
+    recovery.join();
+    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("late"));
+    QCOMPARE(boxes.texts(), QStringList());
+}
+
 void tst_PeriodicPoll::aDeviceThatTakesNothingIsReported()
 {
     PluggedDevice device;
@@ -491,6 +517,9 @@ void tst_PeriodicPoll::aDeviceThatTakesNothingIsReported()
     window.show();
     QVERIFY(openSerialMonitor(window));
     device.setBusy(true);
+    QElapsedTimer time;
+    time.start();
+    boxes.whileOpen([&time] { QVERIFY(time.elapsed() >= writeTime); });
 
     sendByReturn(window, QStringLiteral("unsent"));
 
