@@ -94,6 +94,12 @@ void MessageBoxDriver::answer(QMessageBox *box)
     case PressCancel:
         press(box, QMessageBox::Cancel);
         return;
+    case PressYes:
+        QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        return;
+    case PressReturn:
+        QTest::keyClick(box, Qt::Key_Return);
+        return;
     case PressEscape:
         QTest::keyClick(box, Qt::Key_Escape);
         return;

@@ -30,7 +30,7 @@ class MessageBoxDriver : public QObject
     Q_OBJECT
 
 public:
-    enum Answer { PressOk, PressCancel, PressEscape, CloseBox };
+    enum Answer { PressOk, PressCancel, PressYes, PressEscape, PressReturn, CloseBox };
 
     explicit MessageBoxDriver(const QList<Answer> &script = {PressOk});
 

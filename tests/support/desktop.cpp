@@ -1,0 +1,122 @@
+// A private X server, a window manager and xdotool.
+#include "desktop.h"
+
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTest>
+
+namespace {
+
+constexpr int startTimeout = 20000; // ms
+
+const QString serverProgram = QStringLiteral("Xvfb");
+const QString windowManagerProgram = QStringLiteral("openbox");
+const QString handsProgram = QStringLiteral("xdotool");
+
+void stop(QProcess &process)
+{
+    process.terminate();
+    if (!process.waitForFinished(startTimeout))
+        process.kill();
+}
+
+} // namespace
+
+Desktop::~Desktop()
+{
+    stop(windowManager);
+    stop(server);
+}
+
+QString Desktop::missingProgram()
+{
+    for (const QString &program : {serverProgram, windowManagerProgram, handsProgram}) {
+        if (QStandardPaths::findExecutable(program).isEmpty())
+            return program;
+    }
+    return QString();
+}
+
+bool Desktop::start()
+{
+    // The server takes a free display and says which, as soon as it can be used.
+    server.start(serverProgram,
+                 {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                  QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
+                  QStringLiteral("tcp")});
+    if (!server.waitForReadyRead(startTimeout))
+        return false;
+    display = QLatin1Char(':') + QString::fromLatin1(server.readAllStandardOutput().trimmed());
+
+    windowManager.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    windowManager.start(windowManagerProgram, QStringList());
+    // The count of desktops is the window manager's to tell.
+    return windowManager.waitForStarted(startTimeout)
+        && QTest::qWaitFor(
+               [this] { return !hands({QStringLiteral("get_num_desktops")}).isEmpty(); },
+               startTimeout);
+}
+
+QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
+{
+    environment.insert(QStringLiteral("DISPLAY"), display);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    return environment;
+}
+
+int Desktop::count(const QString &title) const
+{
+    return windowNumber(title).isEmpty() ? 0 : windowNumber(title).split(QLatin1Char('\n')).size();
+}
+
+QSize Desktop::sizeOf(const QString &title) const
+{
+    const QString geometry = hands(
+        {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), windowNumber(title)});
+    static const QRegularExpression pattern(QStringLiteral("WIDTH=(\\d+)\nHEIGHT=(\\d+)"));
+    const QRegularExpressionMatch match = pattern.match(geometry);
+    return QSize(match.captured(1).toInt(), match.captured(2).toInt());
+}
+
+void Desktop::resize(const QString &title, const QSize &size) const
+{
+    hands({QStringLiteral("windowsize"), windowNumber(title), QString::number(size.width()),
+           QString::number(size.height())});
+}
+
+void Desktop::click(const QString &title, const QPoint &place) const
+{
+    hands({QStringLiteral("mousemove"), QStringLiteral("--window"), windowNumber(title),
+           QString::number(place.x()), QString::number(place.y()), QStringLiteral("click"),
+           QStringLiteral("1")});
+}
+
+void Desktop::doubleClick(const QString &title, const QPoint &place) const
+{
+    hands({QStringLiteral("mousemove"), QStringLiteral("--window"), windowNumber(title),
+           QString::number(place.x()), QString::number(place.y()), QStringLiteral("click"),
+           QStringLiteral("--repeat"), QStringLiteral("2"), QStringLiteral("--delay"),
+           QStringLiteral("20"), QStringLiteral("1")});
+}
+
+void Desktop::closeActiveWindow() const
+{
+    hands({QStringLiteral("key"), QStringLiteral("alt+F4")});
+}
+
+// One line for each window of this title.
+QString Desktop::windowNumber(const QString &title) const
+{
+    return hands({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                  QStringLiteral("--name"),
+                  QLatin1Char('^') + QRegularExpression::escape(title) + QLatin1Char('$')});
+}
+
+QString Desktop::hands(const QStringList &arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    process.start(handsProgram, arguments);
+    process.waitForFinished();
+    return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
+}

@@ -1,0 +1,259 @@
+// The program as its user starts it: a process of its own, from its first line to its exit status.
+#include "desktop.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+constexpr int patience = 30000; // ms
+const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
+const QString boxTitle = QStringLiteral("Vantrel Updater");
+const QPoint updateButton(320, 262); // below the menu bar, in the middle of the button
+
+// What the program says at each start, whatever it finds.
+const QString unmatchedSlot =
+    QStringLiteral("warning: QMetaObject::connectSlotsByName: No matching signal for "
+                   "on_openserialmonitorbutton_clicked()");
+
+const QByteArray germanTexts = R"(<?xml version="1.0" encoding="utf-8"?>
+<TS version="2.1" language="de_DE"><context><name>MainWindow</name><message>
+<source>Vantrel Updater</source><translation>Vantrel-Aktualisierung</translation>
+</message></context></TS>
+)";
+
+QString debugLine(const QString &text)
+{
+    return QStringLiteral("debug: \"") + text + QLatin1Char('"');
+}
+
+void write(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+// The soft and the hard limit of open files of a running process.
+QStringList openFilesLimits(qint64 process)
+{
+    QFile file(QStringLiteral("/proc/%1/limits").arg(process));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    static const QRegularExpression pattern(QStringLiteral("Max open files +(\\S+) +(\\S+)"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(file.readAll()));
+    return {match.captured(1), match.captured(2)};
+}
+
+} // namespace
+
+class tst_Startup : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void saysLocaleAndDirectory_data();
+    void saysLocaleAndDirectory();
+    void makesTheLocalRepository();
+    void raisesTheLimitOfOpenFiles();
+    void translatesByTheLocaleName_data();
+    void translatesByTheLocaleName();
+    void keepsItsSize();
+    void endsWithItsWindow();
+
+private:
+    void installTranslation(const QString &fileName);
+    void start(const QString &language = QStringLiteral("en_US.UTF-8"));
+    void openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
+    void closeWindow();
+    QStringList messages();
+
+    std::unique_ptr<Desktop> desktop;
+    std::unique_ptr<QTemporaryDir> place;
+    QString directory;
+    QProcess program;
+};
+
+void tst_Startup::initTestCase()
+{
+    const QString missing = Desktop::missingProgram();
+    if (!missing.isEmpty())
+        QSKIP(qPrintable(missing + QStringLiteral(" is not installed: no screen to start on")));
+    desktop = std::make_unique<Desktop>();
+    QVERIFY(desktop->start());
+}
+
+void tst_Startup::init()
+{
+    place = std::make_unique<QTemporaryDir>();
+    directory = place->filePath(QStringLiteral("My Applications/Vantrel Updater"));
+    QVERIFY(QDir().mkpath(directory));
+    QVERIFY(
+        QFile::copy(QStringLiteral(VTUPDATER_PROGRAM), directory + QStringLiteral("/VTUpdater")));
+    directory = QFileInfo(directory).canonicalFilePath();
+}
+
+void tst_Startup::cleanup()
+{
+    if (program.state() != QProcess::NotRunning) {
+        program.kill();
+        program.waitForFinished();
+    }
+}
+
+void tst_Startup::installTranslation(const QString &fileName)
+{
+    const QString source = place->filePath(QStringLiteral("texts.ts"));
+    write(source, germanTexts);
+    QCOMPARE(QProcess::execute(QStringLiteral(VTUPDATER_LRELEASE),
+                               {QStringLiteral("-silent"), source, QStringLiteral("-qm"),
+                                directory + QLatin1Char('/') + fileName}),
+             0);
+}
+
+void tst_Startup::start(const QString &language)
+{
+    QProcessEnvironment environment =
+        desktop->environment(QProcessEnvironment::systemEnvironment());
+    environment.remove(QStringLiteral("LC_ALL"));
+    environment.remove(QStringLiteral("LANGUAGE"));
+    environment.insert(QStringLiteral("LANG"), language);
+    environment.insert(QStringLiteral("QT_MESSAGE_PATTERN"), QStringLiteral("%{type}: %{message}"));
+    environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
+    program.setProcessEnvironment(environment);
+    // As few open files as macOS allows the programs that it starts.
+    program.start(QStringLiteral("/bin/sh"),
+                  {QStringLiteral("-c"), QStringLiteral("ulimit -Sn 256; exec \"$0\""),
+                   directory + QStringLiteral("/VTUpdater")});
+    QVERIFY(program.waitForStarted(patience));
+}
+
+void tst_Startup::openWindow(const QString &language)
+{
+    start(language);
+    QTRY_COMPARE_WITH_TIMEOUT(desktop->count(mainTitle), 1, patience);
+}
+
+void tst_Startup::closeWindow()
+{
+    desktop->click(mainTitle, QPoint(215, 320)); // makes it the active window
+    desktop->closeActiveWindow();
+    QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, patience);
+}
+
+// All that the program said until its end.
+QStringList tst_Startup::messages()
+{
+    const QString said = QString::fromLocal8Bit(program.readAllStandardError());
+    return said.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+void tst_Startup::saysLocaleAndDirectory_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("locale");
+
+    QTest::newRow("German") << QStringLiteral("de_DE.UTF-8") << QStringLiteral("de_DE");
+    QTest::newRow("Portuguese of Brazil")
+        << QStringLiteral("pt_BR.UTF-8") << QStringLiteral("pt_BR");
+    QTest::newRow("no language") << QStringLiteral("C.UTF-8") << QStringLiteral("C");
+}
+
+// Nothing else is said: no translation, no uploader and no device are no news.
+void tst_Startup::saysLocaleAndDirectory()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, locale);
+
+    QVERIFY(QDir(directory).mkdir(QStringLiteral("compiled_sketches")));
+    openWindow(language);
+    QCOMPARE(desktop->count(boxTitle), 0);
+    closeWindow();
+    QCOMPARE(messages(), QStringList({debugLine(locale), debugLine(directory), unmatchedSlot}));
+    QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void tst_Startup::makesTheLocalRepository()
+{
+    openWindow();
+    QCOMPARE(QDir(directory).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name),
+             QStringList({QStringLiteral("VTUpdater"), QStringLiteral("compiled_sketches")}));
+    QCOMPARE(desktop->count(boxTitle), 0);
+    closeWindow();
+    QCOMPARE(messages().last(),
+             QStringLiteral("warning: Cannot find directory  \"") + directory
+                 + QStringLiteral("/compiled_sketches\""));
+}
+
+void tst_Startup::raisesTheLimitOfOpenFiles()
+{
+    openWindow();
+    const QStringList limits = openFilesLimits(program.processId());
+    QCOMPARE(limits.size(), 2);
+    QVERIFY(limits.first() != QLatin1String("256"));
+    QCOMPARE(limits.first(), limits.last());
+}
+
+void tst_Startup::translatesByTheLocaleName_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("title");
+
+    const QString german = QStringLiteral("Vantrel-Aktualisierung");
+    QTest::newRow("the locale's own file")
+        << QStringLiteral("de_DE.qm") << QStringLiteral("de_DE.UTF-8") << german;
+    QTest::newRow("a file for the language alone")
+        << QStringLiteral("de.qm") << QStringLiteral("de_DE.UTF-8") << german;
+    QTest::newRow("another locale's file leaves the English texts")
+        << QStringLiteral("fr_FR.qm") << QStringLiteral("de_DE.UTF-8") << boxTitle;
+}
+
+// The title of a box is the text that can be seen from another process.
+void tst_Startup::translatesByTheLocaleName()
+{
+    QFETCH(QString, file);
+    QFETCH(QString, language);
+    QFETCH(QString, title);
+
+    installTranslation(file);
+    openWindow(language);
+    desktop->click(mainTitle, updateButton);
+    QTRY_COMPARE_WITH_TIMEOUT(desktop->count(title), 1, patience);
+}
+
+void tst_Startup::keepsItsSize()
+{
+    openWindow();
+    const QSize size(430, 332);
+    QCOMPARE(desktop->sizeOf(mainTitle), size);
+    desktop->resize(mainTitle, QSize(800, 600));
+    desktop->doubleClick(mainTitle, QPoint(100, -10)); // maximizes from the title bar
+    // The click comes after both wishes.
+    desktop->click(mainTitle, updateButton);
+    QTRY_COMPARE_WITH_TIMEOUT(desktop->count(boxTitle), 1, patience);
+    QCOMPARE(desktop->sizeOf(mainTitle), size);
+}
+
+void tst_Startup::endsWithItsWindow()
+{
+    openWindow();
+    closeWindow();
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_Startup)
+
+#include "tst_startup.moc"
