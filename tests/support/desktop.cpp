@@ -61,6 +61,9 @@ QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
 {
     environment.insert(QStringLiteral("DISPLAY"), display);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    // Neither is here, and looking for them leaks in their libraries.
+    environment.insert(QStringLiteral("QT_XCB_GL_INTEGRATION"), QStringLiteral("none"));
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
     return environment;
 }
 
