@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int patience = 30000; // ms
+constexpr int keyPatience = 1000; // ms
 const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
 const QString boxTitle = QStringLiteral("Vantrel Updater");
 const QPoint updateButton(320, 262); // below the menu bar, in the middle of the button
@@ -74,9 +75,10 @@ private slots:
 
 private:
     void installTranslation(const QString &fileName);
-    void start(const QString &language = QStringLiteral("en_US.UTF-8"));
-    void openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
-    void closeWindow();
+    void start(const QString &language);
+    // Both are true when it came to pass in time.
+    bool openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
+    bool closeWindow();
     QStringList messages();
 
     std::unique_ptr<Desktop> desktop;
@@ -139,20 +141,24 @@ void tst_Startup::start(const QString &language)
     program.start(QStringLiteral("/bin/sh"),
                   {QStringLiteral("-c"), QStringLiteral("ulimit -Sn 256; exec \"$0\""),
                    directory + QStringLiteral("/VTUpdater")});
-    QVERIFY(program.waitForStarted(patience));
 }
 
-void tst_Startup::openWindow(const QString &language)
+bool tst_Startup::openWindow(const QString &language)
 {
     start(language);
-    QTRY_COMPARE_WITH_TIMEOUT(desktop->count(mainTitle), 1, patience);
+    return QTest::qWaitFor([this] { return desktop->count(mainTitle) == 1; }, patience);
 }
 
-void tst_Startup::closeWindow()
+bool tst_Startup::closeWindow()
 {
-    desktop->click(mainTitle, QPoint(215, 320)); // makes it the active window
-    desktop->closeActiveWindow();
-    QTRY_COMPARE_WITH_TIMEOUT(program.state(), QProcess::NotRunning, patience);
+    // The window may not be the active one yet, and a key that it misses is lost.
+    return QTest::qWaitFor(
+        [this] {
+            desktop->click(mainTitle, QPoint(215, 320));
+            desktop->closeActiveWindow();
+            return program.waitForFinished(keyPatience);
+        },
+        patience);
 }
 
 // All that the program said until its end.
@@ -180,20 +186,20 @@ void tst_Startup::saysLocaleAndDirectory()
     QFETCH(QString, locale);
 
     QVERIFY(QDir(directory).mkdir(QStringLiteral("compiled_sketches")));
-    openWindow(language);
+    QVERIFY(openWindow(language));
     QCOMPARE(desktop->count(boxTitle), 0);
-    closeWindow();
+    QVERIFY(closeWindow());
     QCOMPARE(messages(), QStringList({debugLine(locale), debugLine(directory), unmatchedSlot}));
     QCOMPARE(program.readAllStandardOutput(), QByteArray());
 }
 
 void tst_Startup::makesTheLocalRepository()
 {
-    openWindow();
+    QVERIFY(openWindow());
     QCOMPARE(QDir(directory).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name),
              QStringList({QStringLiteral("VTUpdater"), QStringLiteral("compiled_sketches")}));
     QCOMPARE(desktop->count(boxTitle), 0);
-    closeWindow();
+    QVERIFY(closeWindow());
     QCOMPARE(messages().last(),
              QStringLiteral("warning: Cannot find directory  \"") + directory
                  + QStringLiteral("/compiled_sketches\""));
@@ -201,7 +207,7 @@ void tst_Startup::makesTheLocalRepository()
 
 void tst_Startup::raisesTheLimitOfOpenFiles()
 {
-    openWindow();
+    QVERIFY(openWindow());
     const QStringList limits = openFilesLimits(program.processId());
     QCOMPARE(limits.size(), 2);
     QVERIFY(limits.first() != QLatin1String("256"));
@@ -231,14 +237,14 @@ void tst_Startup::translatesByTheLocaleName()
     QFETCH(QString, title);
 
     installTranslation(file);
-    openWindow(language);
+    QVERIFY(openWindow(language));
     desktop->click(mainTitle, updateButton);
     QTRY_COMPARE_WITH_TIMEOUT(desktop->count(title), 1, patience);
 }
 
 void tst_Startup::keepsItsSize()
 {
-    openWindow();
+    QVERIFY(openWindow());
     const QSize size(430, 332);
     QCOMPARE(desktop->sizeOf(mainTitle), size);
     desktop->resize(mainTitle, QSize(800, 600));
@@ -251,8 +257,8 @@ void tst_Startup::keepsItsSize()
 
 void tst_Startup::endsWithItsWindow()
 {
-    openWindow();
-    closeWindow();
+    QVERIFY(openWindow());
+    QVERIFY(closeWindow());
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
 }

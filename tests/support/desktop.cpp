@@ -3,7 +3,6 @@
 
 #include <QRegularExpression>
 #include <QStandardPaths>
-#include <QTest>
 
 namespace {
 
@@ -39,22 +38,22 @@ QString Desktop::missingProgram()
 
 bool Desktop::start()
 {
-    // The server takes a free display and says which, as soon as it can be used.
+    // The server takes a free display and says which, as soon as it can be used. It must not start
+    // anew when its last client leaves.
     server.start(serverProgram,
                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                   QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
-                  QStringLiteral("tcp")});
+                  QStringLiteral("tcp"), QStringLiteral("-noreset")});
     if (!server.waitForReadyRead(startTimeout))
         return false;
     display = QLatin1Char(':') + QString::fromLatin1(server.readAllStandardOutput().trimmed());
 
+    // A window that comes while the window manager is starting may never be shown, so it says when
+    // it is ready.
     windowManager.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
-    windowManager.start(windowManagerProgram, QStringList());
-    // The count of desktops is the window manager's to tell.
-    return windowManager.waitForStarted(startTimeout)
-        && QTest::qWaitFor(
-               [this] { return !hands({QStringLiteral("get_num_desktops")}).isEmpty(); },
-               startTimeout);
+    windowManager.start(windowManagerProgram,
+                        {QStringLiteral("--startup"), QStringLiteral("echo ready")});
+    return windowManager.waitForReadyRead(startTimeout);
 }
 
 QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
