@@ -354,7 +354,7 @@ void tst_MainWindow::takesChildWindowsAlong()
     const QPointer<SerialMonitor> monitor = window->findChild<SerialMonitor *>();
     const QPointer<about> dialog = window->findChild<about *>();
     const QPointer<QNetworkAccessManager> manager = window->findChild<QNetworkAccessManager *>();
-    QVERIFY(!manager.isNull());
+    QVERIFY(!monitor.isNull() && !dialog.isNull() && !manager.isNull());
     window.reset();
     QVERIFY(monitor.isNull());
     QVERIFY(dialog.isNull());
