@@ -17,3 +17,5 @@ target_compile_definitions(vtupdater_options INTERFACE
     QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING
 )
+# The table of imported functions is filled at the start and read-only from then on.
+target_link_options(vtupdater_options INTERFACE $<$<PLATFORM_ID:Linux>:-Wl,-z,relro,-z,now>)

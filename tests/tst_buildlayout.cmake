@@ -23,7 +23,7 @@ endfunction()
 function(copy_tree)
     file(REMOVE_RECURSE "${scratch}")
     foreach(part about app cmake deploy forms mainwindow resources serialmonitor sketch
-            CMakeLists.txt)
+            CMakeLists.txt LICENSE)
         file(COPY "${SOURCE}/${part}" DESTINATION "${tree}")
     endforeach()
     file(REMOVE "${packaged}/avrdude" "${packaged}/avrdude.conf")

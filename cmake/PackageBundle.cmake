@@ -1,0 +1,30 @@
+# What the macOS bundle and its disk image hold. The uploader must need nothing but the system's own
+# libraries: what macdeployqt copies into the bundle is found by the program only.
+
+set(VTUPDATER_SIGNING_IDENTITY "-" CACHE STRING
+    "Identity that codesign signs the bundle with; \"-\" signs it for this machine only")
+get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
+get_filename_component(qt_programs "${qmake}" DIRECTORY)
+find_program(VTUPDATER_MACDEPLOYQT macdeployqt HINTS "${qt_programs}")
+
+set(icon "${PROJECT_SOURCE_DIR}/resources/icons/VTUpdater.icns")
+target_sources(VTUpdater PRIVATE "${icon}")
+set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+set_target_properties(VTUpdater PROPERTIES MACOSX_BUNDLE_INFO_PLIST "${package_files}/Info.plist")
+
+install(TARGETS VTUpdater BUNDLE DESTINATION . COMPONENT bundle)
+if(TARGET stage_uploader)
+    set(uploader_folder VTUpdater.app/Contents/MacOS/avrdude)
+    install(PROGRAMS "${VTUPDATER_AVRDUDE}" DESTINATION ${uploader_folder} COMPONENT bundle)
+    install(FILES "${VTUPDATER_AVRDUDE_CONF}" DESTINATION ${uploader_folder} COMPONENT bundle)
+endif()
+install(CODE "
+    set(bundle \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/VTUpdater.app\")
+    set(macdeployqt \"${VTUPDATER_MACDEPLOYQT}\")
+    set(identity \"${VTUPDATER_SIGNING_IDENTITY}\")
+    include(\"${PROJECT_SOURCE_DIR}/cmake/FinishBundle.cmake\")"
+    COMPONENT bundle)
+
+set(CPACK_DMG_VOLUME_NAME "Vantrel Updater ${VTUPDATER_VERSION}")
+# Stripping comes after the signing and would break the signatures.
+set(CPACK_STRIP_FILES OFF)
