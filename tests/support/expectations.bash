@@ -1,0 +1,44 @@
+# shellcheck shell=bash
+# What the tests that are scripts check with: one printed line for each expectation, and the first
+# that is not met ends the test.
+
+fail()
+{
+    echo "FAIL!  : $*" >&2
+    exit 1
+}
+
+# expect TEXT COMMAND...: the command succeeds.
+expect()
+{
+    local what=$1
+    shift
+    "$@" || fail "$what"
+    echo "PASS   : $what"
+}
+
+# expect_text TEXT EXPECTED COMMAND...: the command prints just that.
+expect_text()
+{
+    local what=$1 expected=$2 actual
+    shift 2
+    actual=$("$@") || fail "$what"
+    [ "$actual" = "$expected" ] \
+        || fail "$what"$'\n'"   Actual   : $actual"$'\n'"   Expected : $expected"
+    echo "PASS   : $what"
+}
+
+# expect_soon TEXT COMMAND...: the command succeeds within a minute.
+expect_soon()
+{
+    local what=$1 attempt
+    shift
+    for ((attempt = 0; attempt < 600; attempt++)); do
+        if "$@"; then
+            echo "PASS   : $what"
+            return
+        fi
+        sleep 0.1
+    done
+    fail "$what"
+}
