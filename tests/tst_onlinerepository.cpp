@@ -729,8 +729,8 @@ void tst_OnlineRepository::refreshIsRefusedOffline()
     QCOMPARE(boxes.boxes().first().informativeText,
              QStringLiteral("Your computer needs to be online to update the program list. Please "
                             "check your cable or wireless connection and try again."));
-    QCOMPARE(boxes.boxes().first().icon, QMessageBox::Warning);
-    QCOMPARE(boxes.boxes().first().buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QVERIFY(boxes.boxes().first().icon == QMessageBox::Warning);
+    QVERIFY(boxes.boxes().first().buttons == QMessageBox::Ok);
 
     QCOMPARE(window->findChildren<QNetworkAccessManager *>(), managers);
     QVERIFY(isSettled());

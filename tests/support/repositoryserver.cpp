@@ -5,6 +5,7 @@
 #include <QMultiHash>
 #include <QMutex>
 #include <QPointer>
+#include <QSemaphore>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -149,7 +150,12 @@ public:
     template <typename Action>
     void runOnThread(Action action)
     {
-        QMetaObject::invokeMethod(&server, action, Qt::BlockingQueuedConnection);
+        QSemaphore done;
+        QTimer::singleShot(0, &server, [&] {
+            action();
+            done.release();
+        });
+        done.acquire();
     }
 
     void release(const QString &address)
