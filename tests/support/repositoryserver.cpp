@@ -5,7 +5,6 @@
 #include <QMultiHash>
 #include <QMutex>
 #include <QPointer>
-#include <QSemaphore>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -17,6 +16,8 @@ namespace {
 
 // Qt's own backlog of 50 makes the rest of a thousand connections wait for seconds.
 constexpr int backlog = 4096;
+
+constexpr int lookInterval = 5; // ms
 
 QByteArray head(int status, const QByteArray &fields)
 {
@@ -132,46 +133,26 @@ public:
         server.setMaxPendingConnections(backlog);
         port = server.serverPort();
         QObject::connect(&server, &QTcpServer::newConnection, &server, [this] { welcome(); });
+        auto *look = new QTimer(&server);
+        look->setInterval(lookInterval);
+        QObject::connect(look, &QTimer::timeout, &server, [this] { sendReleased(); });
+        QObject::connect(&thread, &QThread::started, look, QOverload<>::of(&QTimer::start));
+        QObject::connect(&thread, &QThread::finished, &server, [this] { close(); });
         server.moveToThread(&thread);
         thread.start();
     }
 
     ~Worker()
     {
-        runOnThread([this] {
-            server.close();
-            qDeleteAll(server.findChildren<QTcpSocket *>());
-            server.moveToThread(nullptr);
-        });
         thread.quit();
         thread.wait();
     }
 
-    template <typename Action>
-    void runOnThread(Action action)
-    {
-        QSemaphore done;
-        QTimer::singleShot(0, &server, [&] {
-            action();
-            done.release();
-        });
-        done.acquire();
-    }
-
-    void release(const QString &address)
-    {
-        const QList<Held> released = held.values(address);
-        held.remove(address);
-        for (const Held &one : released) {
-            if (one.socket)
-                one.socket->write(one.bytes);
-        }
-    }
-
-    mutable QMutex lock; // of the script and the log
+    mutable QMutex lock; // of the script, the log and the released addresses
     QHash<QString, QList<Answer>> answers;
     Answer otherAnswer = Answer::failure(404);
     QStringList log;
+    QStringList released;
     quint16 port = 0;
 
 private:
@@ -223,6 +204,26 @@ private:
         return own.isEmpty() ? otherAnswer : own.at(qMin(earlier, own.size() - 1));
     }
 
+    void sendReleased()
+    {
+        const QMutexLocker guard(&lock);
+        for (const QString &address : qAsConst(released)) {
+            const QList<Held> replies = held.values(address);
+            held.remove(address);
+            for (const Held &reply : replies) {
+                if (reply.socket)
+                    reply.socket->write(reply.bytes);
+            }
+        }
+        released.clear();
+    }
+
+    void close()
+    {
+        server.close();
+        qDeleteAll(server.findChildren<QObject *>(QString(), Qt::FindDirectChildrenOnly));
+    }
+
     QThread thread;
     QTcpServer server;
     QMultiHash<QString, Held> held;
@@ -261,8 +262,8 @@ void RepositoryServer::serveEverythingElse(const Answer &answer)
 
 void RepositoryServer::release(const QString &address)
 {
-    Worker *const own = worker.get();
-    own->runOnThread([own, address] { own->release(address); });
+    const QMutexLocker guard(&worker->lock);
+    worker->released.append(address);
 }
 
 QStringList RepositoryServer::requests() const
