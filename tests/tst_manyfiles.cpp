@@ -270,6 +270,7 @@ void tst_ManyFiles::killedWhileReceiving()
     QVERIFY(program.start());
     QVERIFY(QTest::qWaitFor([&] { return program.hasSketches(1); }, patience));
     QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(repository + nameOf(1)), 1, patience);
+    QTest::qWait(500); // for the half to arrive, which nothing outside the program shows
 
     program.kill();
     QCOMPARE(program.sketches().entryList(), QStringList {nameOf(0)});
