@@ -166,6 +166,7 @@ void MainWindow::getSketchNameAndVersion()
     const QString line = getDeviceSketchVersion();
     const Sketch device = line.contains(versionMark) ? sketchInVersionLine(line) : Sketch();
     if (device.version < 0) {
+        //: Leave this text as it is: the button that asks the device again looks for it.
         ui->label_programondevice->setText(tr("Unknown sketch"));
         ui->label_updaterecommendation->setText(QString());
         return;
