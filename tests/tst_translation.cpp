@@ -4,6 +4,7 @@
 #include "support/applicationdirectory.h"
 #include "support/desktop.h"
 #include "support/messageboxdriver.h"
+#include "support/repositoryserver.h"
 #include "support/scripteddevice.h"
 #include "support/usbtestbed.h"
 #include "support/windowdriver.h"
@@ -17,8 +18,6 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
@@ -152,38 +151,6 @@ private:
     mutable QSet<QString> heard;
 };
 
-// Answers every request with the index of a repository that offers Blink__2 alone.
-class IndexServer : public QTcpServer
-{
-public:
-    IndexServer()
-        : formerProxy(qgetenv("http_proxy"))
-    {
-        connect(this, &QTcpServer::newConnection, this, &IndexServer::answer);
-        listen(QHostAddress::LocalHost);
-        qputenv("http_proxy", "http://127.0.0.1:" + QByteArray::number(serverPort()));
-    }
-    ~IndexServer() override { qputenv("http_proxy", formerProxy); }
-
-    IndexServer(const IndexServer &) = delete;
-    IndexServer &operator=(const IndexServer &) = delete;
-
-private:
-    void answer()
-    {
-        QTcpSocket *socket = nextPendingConnection();
-        const QByteArray index =
-            ApplicationDirectory::sketchFileName(QStringLiteral("Blink__2")).toUtf8();
-        connect(socket, &QTcpSocket::readyRead, socket, [socket, index] {
-            socket->write("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: "
-                          + QByteArray::number(index.size()) + "\r\n\r\n" + index);
-            socket->disconnectFromHost();
-        });
-    }
-
-    const QByteArray formerProxy;
-};
-
 // Cuts this thread off from all networks.
 class Isolation
 {
@@ -220,6 +187,8 @@ public:
     {
         usb.plug(port, device.portName());
         ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
+        const QString index = ApplicationDirectory::sketchFileName(QStringLiteral("Blink__2"));
+        server.serveEverythingElse(Answer::ok(index.toUtf8()));
         window = std::make_unique<MainWindow>();
         window->show();
         status = child<QLabel>(*window, "label_status");
@@ -323,7 +292,7 @@ public:
     bool selectDevice() const { return selectRow(*window, "listWidget_devicelist", 0); }
     bool chooseMonitor() const { return chooseMenuEntry(*window, "actionSerial_Monitor"); }
 
-    IndexServer server;
+    RepositoryServer server;
     UsbTestbed usb;
     ScriptedDevice device {QList<QByteArray> {"Version:Blink__1\r\n"}};
     const QString port;
