@@ -30,7 +30,7 @@
 
 namespace {
 
-constexpr int patience = 30000; // ms
+constexpr int patience = 15000; // ms
 const QString mark = QStringLiteral("Translated ");
 const QString germanFile = QStringLiteral("de_DE.ts");
 const QString frenchFile = QStringLiteral("fr_FR.ts");
