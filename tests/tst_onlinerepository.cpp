@@ -1,6 +1,7 @@
 // The online repository: index, removal of stale sketches, downloads, and what the user sees of it.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/isolation.h"
 #include "support/messageboxdriver.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
@@ -19,10 +20,8 @@
 #include <QSaveFile>
 #include <QTest>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -148,33 +147,6 @@ public:
 private:
     const QByteArray path = QFile::encodeName(ApplicationDirectory::sketchesPath());
     bool mounted;
-};
-
-// Cuts this thread, and the threads and processes that it starts, off from all networks.
-class Isolation
-{
-public:
-    Isolation()
-        : formerNetwork(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC))
-        , isolated(unshare(CLONE_NEWNET) == 0)
-    {
-    }
-
-    ~Isolation()
-    {
-        if (isolated && setns(formerNetwork, CLONE_NEWNET) != 0)
-            qFatal("no way back to the network");
-        close(formerNetwork);
-    }
-
-    Isolation(const Isolation &) = delete;
-    Isolation &operator=(const Isolation &) = delete;
-
-    bool isIsolated() const { return isolated; }
-
-private:
-    int formerNetwork;
-    bool isolated;
 };
 
 bool runIp(const QString &arguments)

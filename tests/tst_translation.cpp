@@ -3,6 +3,7 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/desktop.h"
+#include "support/isolation.h"
 #include "support/messageboxdriver.h"
 #include "support/repositoryserver.h"
 #include "support/scripteddevice.h"
@@ -23,10 +24,7 @@
 #include <QTranslator>
 #include <QXmlStreamReader>
 
-#include <fcntl.h>
 #include <memory>
-#include <sched.h>
-#include <unistd.h>
 
 namespace {
 
@@ -149,32 +147,6 @@ public:
 
 private:
     mutable QSet<QString> heard;
-};
-
-// Cuts this thread off from all networks.
-class Isolation
-{
-public:
-    Isolation()
-        : formerNetwork(open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC))
-        , isolated(unshare(CLONE_NEWNET) == 0)
-    {
-    }
-    ~Isolation()
-    {
-        if (isolated && setns(formerNetwork, CLONE_NEWNET) != 0)
-            qFatal("no way back to the network");
-        close(formerNetwork);
-    }
-
-    Isolation(const Isolation &) = delete;
-    Isolation &operator=(const Isolation &) = delete;
-
-    bool isIsolated() const { return isolated; }
-
-private:
-    int formerNetwork;
-    bool isolated;
 };
 
 // Leads the window through everything that it can say. Each step is true when it could be done.
