@@ -22,7 +22,7 @@ namespace {
 constexpr int done = 0;
 constexpr int refused = 1;
 
-const QString listingFilter = QStringLiteral("*ino.with_bootloader.standard.hex");
+const QString filter = QStringLiteral("*ino.with_bootloader.standard.hex");
 const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
 
 QByteArray bytes(int count)
@@ -120,7 +120,7 @@ void tst_PublishChecks::takenNameIsThatOfTheProgram()
     const Sketch sketch {QFileInfo(file)};
     QCOMPARE(sketch.name, expected[QLatin1String("name")].toString());
     QCOMPARE(sketch.version, expected[QLatin1String("version")].toInt());
-    QVERIFY(QDir::match(listingFilter, file));
+    QVERIFY(QDir::match(filter, file));
 }
 
 void tst_PublishChecks::takenNameArrivesWhole_data()

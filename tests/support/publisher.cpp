@@ -99,21 +99,21 @@ QString Publisher::servedFile(const QString &fileName) const
     return served() + QLatin1Char('/') + fileName;
 }
 
-QString Publisher::addSketch(const QString &baseName, const QByteArray &image)
+QString Publisher::addSketch(const QString &baseName, const QByteArray &image) const
 {
     const QString fileName = ApplicationDirectory::sketchFileName(baseName);
     addFile(fileName, image);
     return fileName;
 }
 
-void Publisher::addFile(const QString &fileName, const QByteArray &content)
+void Publisher::addFile(const QString &fileName, const QByteArray &content) const
 {
     QFile file(sketches() + QLatin1Char('/') + fileName);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
         qFatal("cannot write %s", qPrintable(file.fileName()));
 }
 
-void Publisher::removeFile(const QString &fileName)
+void Publisher::removeFile(const QString &fileName) const
 {
     if (!QFile::remove(sketches() + QLatin1Char('/') + fileName))
         qFatal("cannot remove %s", qPrintable(fileName));

@@ -37,9 +37,9 @@ public:
     QString servedFile(const QString &fileName) const;
 
     // Makes the sketch of "<name>__<version>" and returns its file name.
-    QString addSketch(const QString &baseName, const QByteArray &image = hexImage("sketch"));
-    void addFile(const QString &fileName, const QByteArray &content);
-    void removeFile(const QString &fileName);
+    QString addSketch(const QString &baseName, const QByteArray &image = hexImage("sketch")) const;
+    void addFile(const QString &fileName, const QByteArray &content) const;
+    void removeFile(const QString &fileName) const;
 
     Result publish(const QStringList &options = QStringList()) const;
     // The command line comes after the given one, which may change what it runs under.
