@@ -150,8 +150,10 @@ private:
             return false;
         file.close();
         process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(QStringLiteral(NGINX),
-                      {QStringLiteral("-e"), inPlace("error.log"), QStringLiteral("-c"),
+        // It must not outlive a test program that is killed.
+        process.start(QStringLiteral("setpriv"),
+                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"), QStringLiteral(NGINX),
+                       QStringLiteral("-e"), inPlace("error.log"), QStringLiteral("-c"),
                        file.fileName(), QStringLiteral("-g"), QStringLiteral("daemon off;")});
         return answers();
     }
