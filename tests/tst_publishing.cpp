@@ -41,6 +41,14 @@ quint16 freePort()
     return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
 }
 
+// The command does not outlive a test program that is killed.
+void startBound(QProcess *process, const QString &lastSignal, const QStringList &command)
+{
+    process->start(QStringLiteral("setpriv"),
+                   QStringList({QStringLiteral("--pdeathsig"), lastSignal}) + command,
+                   QIODevice::ReadOnly);
+}
+
 // The guide's web server; only places, port and user are this machine's.
 class WebServer
 {
@@ -150,11 +158,10 @@ private:
             return false;
         file.close();
         process.setProcessChannelMode(QProcess::MergedChannels);
-        // It must not outlive a test program that is killed.
-        process.start(QStringLiteral("setpriv"),
-                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"), QStringLiteral(NGINX),
-                       QStringLiteral("-e"), inPlace("error.log"), QStringLiteral("-c"),
-                       file.fileName(), QStringLiteral("-g"), QStringLiteral("daemon off;")});
+        startBound(&process, QStringLiteral("TERM"),
+                   {QStringLiteral(NGINX), QStringLiteral("-e"), inPlace("error.log"),
+                    QStringLiteral("-c"), file.fileName(), QStringLiteral("-g"),
+                    QStringLiteral("daemon off;")});
         return answers();
     }
 
@@ -195,7 +202,7 @@ public:
     InstalledProgram(const InstalledProgram &) = delete;
     InstalledProgram &operator=(const InstalledProgram &) = delete;
 
-    void start() { process.start(path(), QStringList(), QIODevice::ReadOnly); }
+    void start() { startBound(&process, QStringLiteral("KILL"), {path()}); }
 
     void quit()
     {
