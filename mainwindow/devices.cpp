@@ -5,7 +5,6 @@
 #include "serialmonitor/serialmonitor.h"
 #include "ui_mainwindow.h"
 
-#include <QSignalBlocker>
 #include <QSocketNotifier>
 
 namespace {
@@ -167,6 +166,7 @@ void MainWindow::getSketchNameAndVersion()
     const QString line = getDeviceSketchVersion();
     const Sketch device = line.contains(versionMark) ? sketchInVersionLine(line) : Sketch();
     if (device.version < 0) {
+        //: Leave this text as it is: the button that asks the device again looks for it.
         ui->label_programondevice->setText(tr("Unknown sketch"));
         ui->label_updaterecommendation->setText(QString());
         return;
@@ -198,9 +198,6 @@ void MainWindow::on_pushButton_programondevice_refresh_clicked()
 
 void MainWindow::periodic_update()
 {
-    // A box below runs the event loop: no tick may start while this one waits for the user.
-    const QSignalBlocker oneTickAtATime(periodicTimer);
-
     if (!serialPort.isOpen() || !serialPortOpen)
         return;
     if (!serialMonitor->isVisible()) {
@@ -235,6 +232,8 @@ void MainWindow::sendPendingText()
     serialMonitor->clearPendingText();
 }
 
+// The box runs the event loop, but a timer does not fire again while its event is being handled:
+// however long the box stays open, no tick comes between.
 void MainWindow::giveUpDevice(const QString &reason)
 {
     stopListening(serialPort); // it stays open while the box does

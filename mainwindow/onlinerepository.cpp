@@ -38,10 +38,24 @@ QStringList indexEntries(const QByteArray &index)
     return QString::fromUtf8(index.constData()).split(QLatin1Char('\n'));
 }
 
-// The file appears under its name only when it is whole, whatever interrupts the writing.
+// A disk that is nearly full takes a part, and gives its reason when it is asked to take the rest.
+bool writeAll(QIODevice &file, const QByteArray &content)
+{
+    qint64 written = 0;
+    while (written < content.size()) {
+        const qint64 taken = file.write(content.constData() + written, content.size() - written);
+        if (taken <= 0)
+            return false;
+        written += taken;
+    }
+    return true;
+}
+
+// The file appears under its name only when it is whole, whatever interrupts the writing. A buffer
+// would be written by the commit, which takes no notice when that fails.
 bool writeWhole(QSaveFile &file, const QByteArray &content)
 {
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size()
+    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && writeAll(file, content)
         && file.commit();
 }
 

@@ -1,8 +1,8 @@
 // The about dialog: what it shows, and that nothing in it does anything.
 #include "about/about.h"
-#include "applicationdirectory.h"
 #include "mainwindow/mainwindow.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/windowdriver.h"
 
 #include <QAbstractButton>
 #include <QApplication>

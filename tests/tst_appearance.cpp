@@ -1,8 +1,8 @@
 // Message boxes, the fade and the optional style.
-#include "applicationdirectory.h"
 #include "mainwindow/mainwindow.h"
-#include "messageboxdriver.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/messageboxdriver.h"
+#include "support/windowdriver.h"
 
 #include <QApplication>
 #include <QGraphicsOpacityEffect>

@@ -1,4 +1,5 @@
 // The three forms and the pictures: every object, property and text that the windows rely on.
+#include "support/contexttranslator.h"
 #include "ui_about.h"
 #include "ui_mainwindow.h"
 #include "ui_serialmonitor.h"
@@ -8,7 +9,6 @@
 #include <QMetaProperty>
 #include <QResource>
 #include <QTest>
-#include <QTranslator>
 
 #include <memory>
 
@@ -28,20 +28,6 @@ public:
 
 public slots:
     void on_openserialmonitorbutton_clicked() { ++monitorRequests; }
-};
-
-// Gives each text back with the context that it was looked up in.
-class ContextTranslator : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    bool isEmpty() const override { return false; }
-
-    QString translate(const char *context, const char *sourceText, const char *, int) const override
-    {
-        return QLatin1String(context) + QLatin1Char('|') + QLatin1String(sourceText);
-    }
 };
 
 QString nameOf(const QObject *object)

@@ -1,11 +1,12 @@
 // The window itself: its operations and slots, what it looks like at first, and what it owns.
 #include "about/about.h"
-#include "applicationdirectory.h"
 #include "mainwindow/mainwindow.h"
-#include "messageboxdriver.h"
-#include "scripteddevice.h"
 #include "serialmonitor/serialmonitor.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/contexttranslator.h"
+#include "support/messageboxdriver.h"
+#include "support/scripteddevice.h"
+#include "support/windowdriver.h"
 
 #include <QApplication>
 #include <QDir>
@@ -19,7 +20,6 @@
 #include <QProgressBar>
 #include <QTest>
 #include <QTimer>
-#include <QTranslator>
 
 #include <memory>
 #include <type_traits>
@@ -113,20 +113,6 @@ int openDescriptors(const QString &terminal)
         count += int(entry.symLinkTarget() == terminal);
     return count;
 }
-
-// Gives each text back with the context that it was looked up in.
-class ContextTranslator : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    bool isEmpty() const override { return false; }
-
-    QString translate(const char *context, const char *sourceText, const char *, int) const override
-    {
-        return QLatin1String(context) + QLatin1Char('|') + QLatin1String(sourceText);
-    }
-};
 
 } // namespace
 

@@ -1,5 +1,5 @@
 // The program as its user starts it: a process of its own, from its first line to its exit status.
-#include "desktop.h"
+#include "support/desktop.h"
 
 #include <QCoreApplication>
 #include <QDir>

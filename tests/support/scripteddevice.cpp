@@ -4,6 +4,7 @@
 #include <QDir>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
@@ -17,6 +18,10 @@ namespace {
 
 constexpr int wakeUpInterval = 5; // ms
 constexpr int hangUpTimeout = 5000; // ms
+
+// A USB adapter hands its bytes over when its latency timer runs out. The program relies on it: it
+// throws away what came before its request had been written.
+constexpr std::chrono::milliseconds latency(16);
 
 int openMaster()
 {
@@ -167,8 +172,10 @@ private:
             return;
         }
         const QByteArray answer = answers.at(qMin(requests, answers.size()) - 1);
-        if (!answer.isEmpty())
-            send(answer);
+        if (answer.isEmpty())
+            return;
+        std::this_thread::sleep_for(latency);
+        send(answer);
     }
 
     int slave;

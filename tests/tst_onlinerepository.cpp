@@ -1,0 +1,1022 @@
+// The online repository: index, removal of stale sketches, downloads, and what the user sees of it.
+#include "mainwindow/mainwindow.h"
+#include "support/applicationdirectory.h"
+#include "support/isolation.h"
+#include "support/messageboxdriver.h"
+#include "support/repositoryserver.h"
+#include "support/windowdriver.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QListWidget>
+#include <QNetworkAccessManager>
+#include <QNetworkInterface>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QProgressBar>
+#include <QSaveFile>
+#include <QTest>
+
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+constexpr int patience = 20000; // ms, for a loaded machine
+
+const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
+const QString indexAddress = QStringLiteral("http://updates.korvex.example/vt_updater/"
+                                            "file_list.txt");
+
+const QString contactError =
+    QStringLiteral("Error contacting online repository. Are you online? [hidden]");
+const QString upToDate = QStringLiteral("Local repository up-to-date [hidden]");
+const QString creationError = QStringLiteral("Failed creating file...");
+
+QString hex(const char *baseName)
+{
+    return ApplicationDirectory::sketchFileName(QString::fromUtf8(baseName));
+}
+
+QByteArray lines(const QStringList &entries)
+{
+    return entries.join(QLatin1Char('\n')).toUtf8();
+}
+
+QStringList sorted(QStringList list)
+{
+    list.sort();
+    return list;
+}
+
+QString describe(const QProgressBar &bar)
+{
+    if (!bar.isVisible())
+        return QStringLiteral("[hidden]");
+    if (bar.minimum() == 0 && bar.maximum() == 0)
+        return QStringLiteral("[busy]");
+    return QStringLiteral("[%1 in %2..%3]").arg(bar.value()).arg(bar.minimum()).arg(bar.maximum());
+}
+
+int entryCount(const char *directory)
+{
+    return QDir(QLatin1String(directory))
+        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+        .size();
+}
+
+// All that lies beside the local repository: paths, sizes and times.
+QStringList surroundings()
+{
+    QStringList result;
+    QDirIterator files(ApplicationDirectory::path(),
+                       QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        if (path.startsWith(ApplicationDirectory::sketchesPath().chopped(1)))
+            continue;
+        const QFileInfo info = files.fileInfo();
+        result.append(QStringLiteral("%1 %2 %3")
+                          .arg(path)
+                          .arg(info.isDir() ? 0 : info.size())
+                          .arg(info.lastModified().toMSecsSinceEpoch()));
+    }
+    return sorted(result);
+}
+
+// What the user saw whenever the bar was painted.
+class PaintLog : public QObject
+{
+public:
+    PaintLog(QProgressBar *watchedBar, const QLabel *watchedLabel)
+        : bar(watchedBar)
+        , label(watchedLabel)
+    {
+        bar->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            sights.append(label->text() + QLatin1Char(' ') + describe(*bar));
+        return false;
+    }
+
+    QStringList sights;
+
+private:
+    QProgressBar *bar;
+    const QLabel *label;
+};
+
+// A small disk mounted over the local repository, seen by this thread only.
+class SmallDisk
+{
+public:
+    SmallDisk()
+    {
+        QDir().mkpath(ApplicationDirectory::sketchesPath());
+        mounted = unshare(CLONE_NEWNS) == 0
+            && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
+            && mount("disk", path.constData(), "tmpfs", 0, "size=64k") == 0;
+    }
+
+    ~SmallDisk()
+    {
+        if (mounted)
+            umount2(path.constData(), MNT_DETACH);
+    }
+
+    SmallDisk(const SmallDisk &) = delete;
+    SmallDisk &operator=(const SmallDisk &) = delete;
+
+    bool isMounted() const { return mounted; }
+
+    bool makeReadOnly()
+    {
+        return mount(nullptr, path.constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+    }
+
+private:
+    const QByteArray path = QFile::encodeName(ApplicationDirectory::sketchesPath());
+    bool mounted;
+};
+
+bool runIp(const QString &arguments)
+{
+    return QProcess::execute(QStringLiteral("ip"), arguments.split(QLatin1Char(' '))) == 0;
+}
+
+bool isUp(const QString &interface)
+{
+    return QNetworkInterface::interfaceFromName(interface).flags().testFlag(
+        QNetworkInterface::IsUp);
+}
+
+} // namespace
+
+class tst_OnlineRepository : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void asksForTheIndexAtStart();
+    void readsTheIndex_data();
+    void readsTheIndex();
+    void asksInTheOrderOfTheIndex();
+    void longIndex();
+    void indexFails_data();
+    void indexFails();
+    void indexErrorKeepsThePreviousList();
+    void fileFails_data();
+    void fileFails();
+    void bodyWithoutLengthEndsWithTheConnection();
+    void followsARedirectAtHome();
+    void silentServer();
+
+    void isBusyWhileChecking();
+    void allPresent();
+    void somePresent();
+    void allMissing();
+    void repliesInReversedOrder();
+    void refreshWhileDownloading();
+
+    void refreshReadsTheDiskAtOnce();
+    void refreshIsRefusedOffline();
+    void online_data();
+    void online();
+
+    void emptyEntryNamesNoFile();
+    void fullDisk_data();
+    void fullDisk();
+    void readOnlyDirectory();
+    void directoryInTheWay();
+    void directoryIsNotPruned();
+    void repositoryIsMissing();
+    void halfAFileIsNoFile();
+    void failedDownloadKeepsTheOldContent();
+    void remainsOfAnInterruptedWriteAreNotShown();
+
+    void staysInsideTheRepository_data();
+    void staysInsideTheRepository();
+    void givesThreadsAndDescriptorsBack();
+
+private:
+    void serveIndex(const QByteArray &body) { server->serve(indexAddress, {Answer::ok(body)}); }
+    void start();
+    // False where no network interface is up, which would be refused with a box.
+    bool refresh()
+    {
+        return window->areYouOnline() && click(*window, "pushButton_programlist_refresh");
+    }
+    // All replies have been handled.
+    bool isSettled() const { return window->findChildren<QNetworkReply *>().isEmpty(); }
+    QString label() const { return child<QLabel>(*window, "label_status")->text(); }
+    QString shown() const;
+    QStringList programs() const;
+
+    std::unique_ptr<RepositoryServer> server;
+    std::unique_ptr<MainWindow> window;
+};
+
+void tst_OnlineRepository::init()
+{
+    ApplicationDirectory::clear();
+    server = std::make_unique<RepositoryServer>();
+}
+
+void tst_OnlineRepository::cleanup()
+{
+    window.reset();
+    server.reset();
+    ApplicationDirectory::clear();
+}
+
+void tst_OnlineRepository::start()
+{
+    window = std::make_unique<MainWindow>();
+    window->show();
+}
+
+QString tst_OnlineRepository::shown() const
+{
+    return label() + QLatin1Char(' ') + describe(*child<QProgressBar>(*window, "progressBar"));
+}
+
+QStringList tst_OnlineRepository::programs() const
+{
+    const auto *list = child<QListWidget>(*window, "listWidget_programlist");
+    QStringList result;
+    for (int row = 0; row < list->count(); ++row)
+        result.append(list->item(row)->text());
+    return result;
+}
+
+void tst_OnlineRepository::asksForTheIndexAtStart()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serve(indexAddress, {Answer::held(hex("Blink__1").toUtf8())});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests(), QStringList {indexAddress}, patience);
+    QCOMPARE(label(), QString());
+    QCOMPARE(programs(), QStringList {QStringLiteral("Blink")});
+
+    server->release(indexAddress);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(server->requests(), QStringList {indexAddress});
+}
+
+void tst_OnlineRepository::readsTheIndex_data()
+{
+    QTest::addColumn<QByteArray>("index");
+    QTest::addColumn<QStringList>("asked"); // after the repository's address
+    QTest::addColumn<QStringList>("kept");
+
+    const QByteArray blink = hex("Blink__1").toUtf8();
+    const QByteArray fade = hex("Fade__2").toUtf8();
+    const QByteArray tone = hex("Tone__3").toUtf8();
+    const QStringList both {hex("Blink__1"), hex("Fade__2")};
+    const QStringList none;
+
+    QTest::newRow("no final line feed") << blink + '\n' + fade << none << both;
+    QTest::newRow("a final line feed adds an empty entry") << blink + '\n' + fade + '\n'
+                                                           << QStringList {QString()} << both;
+    QTest::newRow("an empty line is an entry")
+        << blink + "\n\n" + fade << QStringList {QString()} << both;
+    QTest::newRow("an empty body is one empty entry")
+        << QByteArray("") << QStringList {QString()} << none;
+    QTest::newRow("carriage returns belong to the entries")
+        << blink + "\r\n" + fade + "\r\n"
+        << QStringList {QString(), hex("Blink__1") + QStringLiteral("%0D"),
+                        hex("Fade__2") + QStringLiteral("%0D")}
+        << none;
+    QTest::newRow("blanks belong to the entries")
+        << ' ' + blink + '\n' + fade + ' '
+        << QStringList {QStringLiteral("%20") + hex("Blink__1"),
+                        hex("Fade__2") + QStringLiteral("%20")}
+        << none;
+    QTest::newRow("all after a NUL is ignored")
+        << blink + QByteArray("\0", 1) + '\n' + fade << none << QStringList {hex("Blink__1")};
+    QTest::newRow("a NUL at the beginning leaves an empty entry")
+        << QByteArray("\0", 1) + blink << QStringList {QString()} << none;
+    QTest::newRow("an index without local files prunes all")
+        << tone << QStringList {hex("Tone__3")} << none;
+    QTest::newRow("a part of the local files")
+        << fade + '\n' + tone << QStringList {hex("Tone__3")} << QStringList {hex("Fade__2")};
+    QTest::newRow("names differ by case")
+        << blink.toUpper() + '\n' + fade << QStringList {hex("Blink__1").toUpper()}
+        << QStringList {hex("Fade__2")};
+    QTest::newRow("a missing file listed twice is asked twice")
+        << blink + '\n' + tone + '\n' + tone << QStringList {hex("Tone__3"), hex("Tone__3")}
+        << QStringList {hex("Blink__1")};
+    QTest::newRow("a present file listed twice is not asked")
+        << blink + '\n' + blink << none << QStringList {hex("Blink__1")};
+    QTest::newRow("names that are no sketch's")
+        << blink + "\nREADME.md\nnotes"
+        << QStringList {QStringLiteral("README.md"), QStringLiteral("notes")}
+        << QStringList {hex("Blink__1")};
+    QTest::newRow("names in UTF-8")
+        << QByteArray("h\xC3\xB6her.txt") << QStringList {QStringLiteral("h%C3%B6her.txt")} << none;
+}
+
+void tst_OnlineRepository::readsTheIndex()
+{
+    QFETCH(QByteArray, index);
+    QFETCH(QStringList, asked);
+    QFETCH(QStringList, kept);
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    ApplicationDirectory::addSketch(QStringLiteral("Fade__2"));
+    serveIndex(index);
+
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+
+    QStringList expected {indexAddress};
+    for (const QString &entry : qAsConst(asked))
+        expected.append(repository + entry);
+    QCOMPARE(sorted(server->requests()), sorted(expected));
+    QCOMPARE(server->requests().first(), indexAddress);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), kept);
+}
+
+void tst_OnlineRepository::asksInTheOrderOfTheIndex()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serveEverythingElse(Answer::silence());
+    serveIndex(lines({hex("Tone__3"), hex("Blink__1"), hex("Alarm__9"), hex("Fade__2")}));
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 4, patience);
+    QStringList pending;
+    const auto replies = window->findChildren<QNetworkReply *>();
+    for (const QNetworkReply *reply : replies)
+        pending.append(reply->url().toString());
+    QCOMPARE(pending,
+             (QStringList {repository + hex("Tone__3"), repository + hex("Alarm__9"),
+                           repository + hex("Fade__2")}));
+    // All at once, each by a manager of its own.
+    QCOMPARE(window->findChildren<QNetworkAccessManager *>().size(), 4);
+}
+
+void tst_OnlineRepository::longIndex()
+{
+    QStringList entries;
+    for (int number = 0; number < 100; ++number)
+        entries.append(hex(("Sketch" + QByteArray::number(number) + "__1").constData()));
+    for (const QString &entry : qAsConst(entries))
+        ApplicationDirectory::addFile(entry);
+    while (entries.size() < 9999)
+        entries.append(entries.at(entries.size() - 100));
+    entries.insert(5000, hex("Missing__1"));
+    serveIndex(lines(entries));
+    server->serve(repository + hex("Missing__1"), {Answer::ok("new")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [1 in 0..10000]"),
+                              patience);
+    QCOMPARE(server->requests(), (QStringList {indexAddress, repository + hex("Missing__1")}));
+    QCOMPARE(ApplicationDirectory::repositoryFiles().size(), 101);
+    QCOMPARE(programs().size(), 101);
+}
+
+void tst_OnlineRepository::indexFails_data()
+{
+    QTest::addColumn<Answer>("answer");
+    QTest::addColumn<int>("requests");
+
+    const QByteArray index = lines({hex("Tone__3"), hex("Alarm__9")});
+    QTest::newRow("not found") << Answer::failure(404, index) << 1;
+    QTest::newRow("an error of the server") << Answer::failure(500, index) << 1;
+    QTest::newRow("cut off in the middle") << Answer::cutOff(index) << 1;
+    QTest::newRow("to the login page of another host")
+        << Answer::redirect("http://login.hotel.example/", index) << 1;
+    QTest::newRow("to another port")
+        << Answer::redirect("http://updates.korvex.example:8080/vt_updater/file_list.txt", index)
+        << 1;
+    QTest::newRow("to another scheme")
+        << Answer::redirect("https://updates.korvex.example/vt_updater/file_list.txt", index) << 1;
+    QTest::newRow("to nowhere") << Answer::redirect("", index) << 1;
+    QTest::newRow("in a circle") << Answer::redirect("file_list.txt", index) << 0;
+    QTest::newRow("closed without a word") << Answer::closedAtOnce() << 0;
+}
+
+void tst_OnlineRepository::indexFails()
+{
+    QFETCH(Answer, answer);
+    QFETCH(int, requests);
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serve(indexAddress, {answer});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), contactError, patience);
+    QVERIFY(isSettled() || QTest::qWaitFor([this] { return isSettled(); }, patience));
+    if (requests > 0)
+        QCOMPARE(server->requests().size(), requests);
+    QCOMPARE(server->requests().size(), server->requestCount(indexAddress));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Blink__1")});
+    QCOMPARE(programs(), QStringList {QStringLiteral("Blink")});
+}
+
+void tst_OnlineRepository::indexErrorKeepsThePreviousList()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serve(indexAddress,
+                  {Answer::ok(lines({hex("Blink__1"), hex("Tone__3")})),
+                   Answer::failure(500, hex("Alarm__9").toUtf8())});
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), contactError, patience);
+    QCOMPARE(server->requests().size(), 3);
+
+    window->downloadFilesFromOnlineRepository();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 4, patience);
+    QCOMPARE(server->requests().last(), repository + hex("Tone__3"));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Blink__1")});
+}
+
+void tst_OnlineRepository::fileFails_data()
+{
+    QTest::addColumn<Answer>("answer");
+
+    QTest::newRow("not found") << Answer::failure(404);
+    QTest::newRow("an error of the server") << Answer::failure(500);
+    QTest::newRow("cut off in the middle") << Answer::cutOff(QByteArray(100000, 'x'));
+    QTest::newRow("closed without a word") << Answer::closedAtOnce();
+    QTest::newRow("to another host") << Answer::redirect("http://login.hotel.example/a.hex");
+    QTest::newRow("in a circle") << Answer::redirect(hex("Tone__3").toLatin1());
+}
+
+void tst_OnlineRepository::fileFails()
+{
+    QFETCH(Answer, answer);
+    server->serveEverythingElse(Answer::ok("page of another host"));
+    server->serve(repository + hex("Tone__3"), {answer});
+    server->serve(repository + hex("Fade__2"), {Answer::held("fade")});
+    serveIndex(lines({hex("Tone__3"), hex("Fade__2")}));
+
+    start();
+    // Counted, but not reported.
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [1 in 0..2]"), patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(repository + hex("Fade__2")), 1, patience);
+    server->release(repository + hex("Fade__2"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Fade__2")});
+    QCOMPARE(programs(), QStringList {QStringLiteral("Fade")});
+}
+
+// Without a length nothing tells the whole body from a part of it.
+void tst_OnlineRepository::bodyWithoutLengthEndsWithTheConnection()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serve(indexAddress, {Answer::withoutLength(hex("Tone__3").toUtf8())});
+    server->serve(repository + hex("Tone__3"), {Answer::withoutLength("first hal")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Tone__3")});
+    QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Tone__3")),
+             QByteArray("first hal"));
+}
+
+void tst_OnlineRepository::followsARedirectAtHome()
+{
+    const QString store = QStringLiteral("http://updates.korvex.example/store/");
+    server->serve(indexAddress, {Answer::redirect("/store/index")});
+    server->serve(store + QStringLiteral("index"), {Answer::ok(hex("Tone__3").toUtf8())});
+    server->serve(
+        repository + hex("Tone__3"),
+        {Answer::redirect("http://updates.korvex.example/store/" + hex("Tone__4").toLatin1())});
+    server->serve(store + hex("Tone__4"), {Answer::ok("newer")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(server->requests(),
+             (QStringList {indexAddress, store + QStringLiteral("index"),
+                           repository + hex("Tone__3"), store + hex("Tone__4")}));
+    // The address that answered names the file.
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Tone__4")});
+}
+
+// Takes half a minute: so long the program waits for the next byte, and no longer.
+void tst_OnlineRepository::silentServer()
+{
+    const QByteArray slow(35, 's');
+    server->serve(indexAddress,
+                  {Answer::ok(lines({hex("Hanging__1"), hex("HalfWay__1"), hex("Slow__1")})),
+                   Answer::silence()});
+    server->serve(repository + hex("Hanging__1"), {Answer::silence()});
+    server->serve(repository + hex("HalfWay__1"), {Answer::halfHeld(QByteArray(1000, 'h'))});
+    server->serve(repository + hex("Slow__1"), {Answer::trickle(slow, 1000)});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 4, patience);
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 5, patience);
+    QElapsedTimer time;
+    time.start();
+
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), contactError, 30000 + patience);
+    QVERIFY2(time.elapsed() > 29000, qPrintable(QString::number(time.elapsed())));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QVERIFY(isSettled() || QTest::qWaitFor([this] { return isSettled(); }, patience));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Slow__1")});
+    QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Slow__1")),
+             slow);
+    QCOMPARE(server->requests().size(), 5);
+}
+
+void tst_OnlineRepository::isBusyWhileChecking()
+{
+    server->serve(indexAddress, {Answer::held("a\nb\nc")});
+    server->serveEverythingElse(Answer::silence());
+    start();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 1, patience);
+
+    const PaintLog log(child<QProgressBar>(*window, "progressBar"),
+                       child<QLabel>(*window, "label_status"));
+    server->release(indexAddress);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [-1 in 0..3]"),
+                              patience);
+    QTRY_COMPARE_WITH_TIMEOUT(log.sights.last(), shown(), patience);
+    QVERIFY2(log.sights.contains(QStringLiteral("Checking online repository for files. [busy]")),
+             qPrintable(log.sights.join(QLatin1Char('|'))));
+}
+
+void tst_OnlineRepository::allPresent()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    ApplicationDirectory::addSketch(QStringLiteral("Fade__2"));
+    serveIndex(lines({hex("Fade__2"), hex("Blink__1")}));
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(child<QProgressBar>(*window, "progressBar")->maximum(), 2);
+    QCOMPARE(server->requests(), QStringList {indexAddress});
+}
+
+void tst_OnlineRepository::somePresent()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"), "old");
+    serveIndex(lines({hex("Blink__1"), hex("Fade__2"), hex("Tone__3")}));
+    server->serve(repository + hex("Fade__2"), {Answer::ok("fade")});
+    server->serve(repository + hex("Tone__3"), {Answer::held("tone")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [1 in 0..3]"), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        programs(), (QStringList {QStringLiteral("Blink"), QStringLiteral("Fade")}), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 3, patience);
+    server->release(repository + hex("Tone__3"));
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QCOMPARE(shown(), QStringLiteral("Downloading file... [2 in 0..3]"));
+    QCOMPARE(
+        programs(),
+        (QStringList {QStringLiteral("Blink"), QStringLiteral("Fade"), QStringLiteral("Tone")}));
+    QCOMPARE(
+        ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Blink__1")),
+        QByteArray("old"));
+}
+
+void tst_OnlineRepository::allMissing()
+{
+    QByteArray binary;
+    for (int byte = 0; byte < 256; ++byte)
+        binary.append(static_cast<char>(byte));
+    serveIndex(lines({hex("Fade__2"), hex("Tone__3")}));
+    server->serve(repository + hex("Fade__2"), {Answer::ok(binary)});
+    server->serve(repository + hex("Tone__3"), {Answer::ok("")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(child<QProgressBar>(*window, "progressBar")->value(), 2);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(),
+             (QStringList {hex("Fade__2"), hex("Tone__3")}));
+    QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Fade__2")),
+             binary);
+}
+
+void tst_OnlineRepository::repliesInReversedOrder()
+{
+    const QStringList names {hex("Alarm__1"), hex("Blink__2"), hex("Fade__3")};
+    serveIndex(lines(names));
+    for (const QString &name : names)
+        server->serve(repository + name, {Answer::held("of " + name.toUtf8())});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 4, patience);
+    QCOMPARE(shown(), QStringLiteral("Downloading file... [-1 in 0..3]"));
+
+    server->release(repository + names.at(2));
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [1 in 0..3]"), patience);
+    QCOMPARE(programs(), QStringList {QStringLiteral("Fade")});
+    server->release(repository + names.at(1));
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [2 in 0..3]"), patience);
+    QCOMPARE(programs(), (QStringList {QStringLiteral("Blink"), QStringLiteral("Fade")}));
+    server->release(repository + names.at(0));
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), names);
+    for (const QString &name : names) {
+        QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + name),
+                 "of " + name.toUtf8());
+    }
+}
+
+void tst_OnlineRepository::refreshWhileDownloading()
+{
+    const QString alarm = repository + hex("Alarm__1");
+    const QString blink = repository + hex("Blink__2");
+    const QString fade = repository + hex("Fade__3");
+    serveIndex(lines({hex("Alarm__1"), hex("Blink__2"), hex("Fade__3")}));
+    for (const QString &address : {alarm, blink, fade})
+        server->serve(address, {Answer::held("content")});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 4, patience);
+    server->release(alarm);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [1 in 0..3]"), patience);
+
+    QVERIFY(refresh());
+    // The second index finds two files missing that are already on their way.
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 7, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [-1 in 0..3]"),
+                              patience);
+    QCOMPARE(server->requestCount(alarm), 1);
+
+    server->release(blink); // once for each request
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), QStringLiteral("Downloading file... [2 in 0..3]"), patience);
+    server->release(fade);
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QCOMPARE(shown(), upToDate);
+    QCOMPARE(child<QProgressBar>(*window, "progressBar")->value(), 3);
+    QCOMPARE(ApplicationDirectory::repositoryFiles().size(), 3);
+}
+
+void tst_OnlineRepository::refreshReadsTheDiskAtOnce()
+{
+    server->serve(indexAddress, {Answer::ok("absent"), Answer::silence()});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QVERIFY(window->areYouOnline());
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    QCOMPARE(programs(), QStringList());
+
+    QVERIFY(refresh());
+    QCOMPARE(programs(), QStringList {QStringLiteral("Blink")});
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(indexAddress), 2, patience);
+    QCOMPARE(shown(), upToDate);
+}
+
+void tst_OnlineRepository::refreshIsRefusedOffline()
+{
+    serveIndex(hex("Blink__1").toUtf8());
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    ApplicationDirectory::addSketch(QStringLiteral("Stale__1"));
+    const QStringList files = ApplicationDirectory::repositoryFiles();
+    const auto managers = window->findChildren<QNetworkAccessManager *>();
+    const QString earlier = shown();
+    const QStringList requests = server->requests();
+
+    const Isolation isolation;
+    if (!isolation.isIsolated())
+        QSKIP("only root can leave the network");
+    MessageBoxDriver boxes;
+    QVERIFY(click(*window, "pushButton_programlist_refresh"));
+    QCOMPARE(boxes.boxes().size(), 1);
+    QCOMPARE(boxes.boxes().first().text, QStringLiteral("No internet connection?"));
+    QCOMPARE(boxes.boxes().first().informativeText,
+             QStringLiteral("Your computer needs to be online to update the program list. Please "
+                            "check your cable or wireless connection and try again."));
+    QVERIFY(boxes.boxes().first().icon == QMessageBox::Warning);
+    QVERIFY(boxes.boxes().first().buttons == QMessageBox::Ok);
+
+    QCOMPARE(window->findChildren<QNetworkAccessManager *>(), managers);
+    QVERIFY(isSettled());
+    QCOMPARE(server->requests(), requests);
+    QCOMPARE(shown(), earlier);
+    QCOMPARE(programs(), QStringList());
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), files);
+}
+
+void tst_OnlineRepository::online_data()
+{
+    QTest::addColumn<QStringList>("commands");
+    QTest::addColumn<bool>("connected");
+    QTest::addColumn<bool>("online");
+
+    const QStringList cable {QStringLiteral("link add cable0 type veth peer name cable1"),
+                             QStringLiteral("link set cable0 addrgenmode none"),
+                             QStringLiteral("link set cable1 addrgenmode none")};
+    const QString address = QStringLiteral("address add 192.0.2.1/24 dev cable0");
+    const QString up = QStringLiteral("link set cable0 up");
+    const QString farEndUp = QStringLiteral("link set cable1 up");
+    const QString loopbackUp = QStringLiteral("link set lo up");
+    QTest::newRow("no interface is up") << QStringList() << false << false;
+    QTest::newRow("only the loopback is up") << QStringList {loopbackUp} << false << false;
+    QTest::newRow("an interface is up without an address")
+        << cable + QStringList {loopbackUp, up, farEndUp} << true << false;
+    QTest::newRow("an interface with an address is down")
+        << cable + QStringList {address} << false << false;
+    QTest::newRow("an interface with an address is up")
+        << cable + QStringList {address, up, farEndUp} << true << true;
+}
+
+void tst_OnlineRepository::online()
+{
+    QFETCH(QStringList, commands);
+    QFETCH(bool, connected);
+    QFETCH(bool, online);
+    start();
+    const Isolation isolation;
+    if (!isolation.isIsolated())
+        QSKIP("only root can leave the network");
+    for (const QString &command : qAsConst(commands)) {
+        if (!runIp(command))
+            QSKIP(qPrintable(QStringLiteral("this system refuses: ip ") + command));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(isUp(QStringLiteral("cable0")), connected, patience);
+    QCOMPARE(window->areYouOnline(), online);
+}
+
+void tst_OnlineRepository::emptyEntryNamesNoFile()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    serveIndex("");
+    server->serve(repository, {Answer::ok("<html>listing</html>")});
+
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(label().startsWith(creationError), patience);
+    QVERIFY(label().size() > creationError.size());
+    QCOMPARE(server->requests(), (QStringList {indexAddress, repository}));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+    QVERIFY(!child<QProgressBar>(*window, "progressBar")->isVisible());
+    QCOMPARE(child<QProgressBar>(*window, "progressBar")->maximum(), 1);
+}
+
+void tst_OnlineRepository::fullDisk_data()
+{
+    QTest::addColumn<int>("used");
+    QTest::addColumn<int>("size");
+
+    QTest::newRow("no room for a small sketch") << 64 * 1024 << 100;
+    QTest::newRow("no room for a large sketch") << 64 * 1024 << 100000;
+    QTest::newRow("room for a part of a small sketch") << 60 * 1024 << 8000;
+    QTest::newRow("room for a part of a large sketch") << 20 * 1024 << 100000;
+}
+
+void tst_OnlineRepository::fullDisk()
+{
+    QFETCH(int, used);
+    QFETCH(int, size);
+    const SmallDisk disk;
+    if (!disk.isMounted())
+        QSKIP("only root can mount a small disk");
+    ApplicationDirectory::addFile(QStringLiteral("filler"), QByteArray(used, 'f'));
+    serveIndex(hex("Tone__3").toUtf8());
+    server->serve(repository + hex("Tone__3"), {Answer::ok(QByteArray(size, 't'))});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("No space left on device"),
+                              patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {QStringLiteral("filler")});
+    QCOMPARE(programs(), QStringList());
+}
+
+void tst_OnlineRepository::readOnlyDirectory()
+{
+    SmallDisk disk;
+    if (!disk.isMounted())
+        QSKIP("only root can mount a small disk");
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"), "old");
+    ApplicationDirectory::addSketch(QStringLiteral("Stale__1"), "stale");
+    QVERIFY(disk.makeReadOnly());
+    serveIndex(lines({hex("Blink__1"), hex("Tone__3")}));
+    server->serve(repository + hex("Tone__3"), {Answer::ok("tone")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("Read-only file system"),
+                              patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(),
+             (QStringList {hex("Blink__1"), hex("Stale__1")}));
+}
+
+void tst_OnlineRepository::directoryInTheWay()
+{
+    const QString inTheWay = ApplicationDirectory::sketchesPath() + QStringLiteral("notes/");
+    QDir().mkpath(inTheWay + QStringLiteral("deep"));
+    serveIndex("notes");
+    server->serve(repository + QStringLiteral("notes"), {Answer::ok("text")});
+
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(label().startsWith(creationError), patience);
+    QVERIFY(label().size() > creationError.size());
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {QStringLiteral("notes")});
+    QVERIFY(QFileInfo(inTheWay + QStringLiteral("deep")).isDir());
+}
+
+void tst_OnlineRepository::directoryIsNotPruned()
+{
+    const QString directory = ApplicationDirectory::sketchesPath() + hex("Folder__1");
+    QDir().mkpath(directory);
+    ApplicationDirectory::addSketch(QStringLiteral("Stale__1"));
+    ApplicationDirectory::addFile(QStringLiteral("notes.txt"));
+    serveIndex(hex("Tone__3").toUtf8());
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    // Nor are files that are no sketches.
+    QCOMPARE(ApplicationDirectory::repositoryFiles(),
+             (QStringList {hex("Folder__1"), QStringLiteral("notes.txt")}));
+}
+
+void tst_OnlineRepository::repositoryIsMissing()
+{
+    serveIndex(hex("Tone__3").toUtf8());
+    server->serve(repository + hex("Tone__3"), {Answer::held("tone")});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 2, patience);
+    ApplicationDirectory::clear();
+
+    server->release(repository + hex("Tone__3"));
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("No such file or directory"),
+                              patience);
+    QVERIFY(!QFileInfo::exists(ApplicationDirectory::sketchesPath()));
+}
+
+void tst_OnlineRepository::halfAFileIsNoFile()
+{
+    const QByteArray content(200000, 'c');
+    const QString tone = repository + hex("Tone__3");
+    serveIndex(hex("Tone__3").toUtf8());
+    server->serve(tone, {Answer::halfHeld(content)});
+    start();
+
+    const auto received = [this] {
+        const auto replies = window->findChildren<QNetworkReply *>();
+        return std::any_of(replies.cbegin(), replies.cend(), [](const QNetworkReply *reply) {
+            return reply->bytesAvailable() == 100000;
+        });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(received(), patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+    server->release(tone);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Tone__3")),
+             content);
+}
+
+void tst_OnlineRepository::failedDownloadKeepsTheOldContent()
+{
+    // No sketch's name, so each refresh asks for it anew.
+    const QString notes = ApplicationDirectory::addFile(QStringLiteral("notes.txt"), "old");
+    serveIndex("notes.txt");
+    server->serve(repository + QStringLiteral("notes.txt"),
+                  {Answer::cutOff(QByteArray(100000, 'n')), Answer::ok("new")});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(ApplicationDirectory::contentOf(notes), QByteArray("old"));
+
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(ApplicationDirectory::contentOf(notes), QByteArray("new"), patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {QStringLiteral("notes.txt")});
+}
+
+void tst_OnlineRepository::remainsOfAnInterruptedWriteAreNotShown()
+{
+    // What a killed process leaves where the file system has no unnamed files.
+    ApplicationDirectory::addFile(hex("Tone__3") + QStringLiteral(".aBcDeF"), "half");
+    serveIndex(hex("Tone__3").toUtf8());
+    server->serve(repository + hex("Tone__3"), {Answer::ok("whole")});
+
+    start();
+    QCOMPARE(programs(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QCOMPARE(programs(), QStringList {QStringLiteral("Tone")});
+    QCOMPARE(ApplicationDirectory::contentOf(ApplicationDirectory::sketchesPath() + hex("Tone__3")),
+             QByteArray("whole"));
+}
+
+void tst_OnlineRepository::staysInsideTheRepository_data()
+{
+    QTest::addColumn<QByteArray>("entry");
+    QTest::addColumn<QByteArray>("location"); // where the entry redirects to
+
+    const auto listed = [](const char *title, const QByteArray &entry) {
+        QTest::newRow(title) << entry << QByteArray();
+    };
+    listed("the directory itself", ".");
+    listed("the directory above", "..");
+    listed("a file above", "../evil.hex");
+    listed("a file far above", "../../../../../../../../../../../../tmp/evil.hex");
+    listed("an encoded slash", "..%2Fevil.hex");
+    listed("encoded dots and slashes", "%2e%2e%2f%2e%2e%2fevil.hex");
+    listed("a slash encoded twice", "..%252Fevil.hex");
+    listed("an absolute path", "/etc/evil.hex");
+    listed("an encoded absolute path", "%2Fetc%2Fevil.hex");
+    listed("an encoded NUL", "evil%00.hex");
+    listed("an encoded NUL before a slash", "..%2Fevil.hex%00%2Fx");
+    listed("only an encoded NUL", "%00");
+    listed("the directory above and an encoded NUL", "..%00");
+    listed("4,000 characters", QByteArray(4000, 'e'));
+    listed("control characters", "evil\x01\x1b[31m\t\r.hex");
+    listed("encoded control characters", "evil%0A%0D%07.hex");
+    listed("other scripts", "\xD0\xB7\xD0\xBB\xD0\xBE-\xE6\x82\xAA-\xF0\x9F\x98\x88.hex");
+    listed("no UTF-8", "evil\xFF\xC0\xAF.hex");
+    listed("a query", "?evil.hex");
+    listed("a fragment", "#evil.hex");
+    listed("another address", "http://other.example/evil.hex");
+    listed("another host", "//other.example/evil.hex");
+    listed("a file address", "file:///tmp/evil.hex");
+    listed("backslashes", "\\..\\evil.hex");
+    listed("encoded backslashes", "..%5C..%5Cevil.hex");
+    listed("blanks", "   ");
+    listed("a broken encoding", "evil%zz%.hex");
+    listed("a shell command", "$(touch evil.hex);`touch evil.hex`|touch evil.hex");
+
+    const auto redirected = [](const char *title, const QByteArray &location) {
+        QTest::newRow(title) << QByteArray("plain.hex") << location;
+    };
+    redirected("to the root", "/");
+    redirected("to the directory above", "/vt_updater/..");
+    redirected("to encoded dots and slashes", "/vt_updater/%2e%2e%2f%2e%2e%2fevil.hex");
+    redirected("to an encoded NUL", "/vt_updater/evil%00.hex");
+    redirected("to a path far above", "/../../../../../tmp/evil.hex");
+    redirected("to a local file", "file:///etc/passwd");
+}
+
+void tst_OnlineRepository::staysInsideTheRepository()
+{
+    QFETCH(QByteArray, entry);
+    QFETCH(QByteArray, location);
+    const QString neighbour = ApplicationDirectory::path() + QStringLiteral("neighbour/");
+    QDir().mkpath(neighbour);
+    QSaveFile kept(neighbour + QStringLiteral("evil.hex"));
+    QVERIFY(kept.open(QIODevice::WriteOnly) && kept.write("kept") == 4 && kept.commit());
+    const QStringList outside {QStringLiteral("/etc/evil.hex"), QStringLiteral("/tmp/evil.hex"),
+                               ApplicationDirectory::path() + QStringLiteral("../evil.hex")};
+    const QStringList before = surroundings();
+    QVERIFY(before.size() > 2);
+    server->serveEverythingElse(Answer::ok("evil"));
+    if (!location.isEmpty())
+        server->serve(repository + QStringLiteral("plain.hex"), {Answer::redirect(location)});
+    serveIndex(entry + '\n' + hex("Good__1").toUtf8());
+
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+    QCOMPARE(programs(), QStringList {QStringLiteral("Good")});
+    QCOMPARE(server->requests().size(), 3 + (location.startsWith('/') ? 1 : 0));
+
+    // The next index may hold nothing of it.
+    serveIndex(hex("Good__1").toUtf8());
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(indexAddress), 2, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+
+    QCOMPARE(surroundings(), before);
+    for (const QString &path : outside)
+        QVERIFY2(!QFile::remove(path), qPrintable(path));
+}
+
+void tst_OnlineRepository::givesThreadsAndDescriptorsBack()
+{
+    QStringList names;
+    for (int number = 0; number < 50; ++number)
+        names.append(hex(("Sketch" + QByteArray::number(number) + "__1").constData()));
+    server->serve(indexAddress, {Answer::ok(names.first().toUtf8()), Answer::ok(lines(names))});
+    server->serveEverythingElse(Answer::ok("sketch"));
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    const int threads = entryCount("/proc/self/task");
+    const int descriptors = entryCount("/proc/self/fd");
+
+    for (int number = 0; number < 50; ++number) {
+        QVERIFY(refresh());
+        QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(indexAddress), 2 + number, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    }
+    QCOMPARE(ApplicationDirectory::repositoryFiles().size(), 50);
+    QCOMPARE(window->findChildren<QNetworkAccessManager *>().size(), 2 + 50 + 49);
+    // The server's ends of the connections are of this process, too.
+    QTRY_COMPARE_WITH_TIMEOUT(entryCount("/proc/self/fd"), descriptors, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(entryCount("/proc/self/task"), threads, patience);
+}
+
+QTEST_MAIN(tst_OnlineRepository)
+
+#include "tst_onlinerepository.moc"
