@@ -25,6 +25,13 @@ QNetworkRequest repositoryRequest(const QString &fileName)
     return request;
 }
 
+// Qt takes those answers of the 300s that it does not follow for good ones.
+bool succeeded(const QNetworkReply &reply)
+{
+    const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return reply.error() == QNetworkReply::NoError && status >= 200 && status < 300;
+}
+
 // A manager lives as long as the window, its thread and descriptors only until here.
 void release(QNetworkReply *reply)
 {
@@ -84,7 +91,7 @@ void MainWindow::replyFinished(QNetworkReply *reply)
     ui->progressBar->setVisible(true);
     ui->progressBar->setRange(0, 0);
 
-    if (reply->error() != QNetworkReply::NoError) {
+    if (!succeeded(*reply)) {
         ui->label_status->setText(
             QStringLiteral("Error contacting online repository. Are you online?"));
         ui->progressBar->setVisible(false);
@@ -142,14 +149,18 @@ void MainWindow::sketchDownloadReplyFinished(QNetworkReply *reply)
         ui->progressBar->setVisible(false);
     }
 
-    if (reply->error() == QNetworkReply::NoError)
+    if (succeeded(*reply))
         storeSketch(reply->url().fileName(QUrl::FullyDecoded), reply->readAll());
     release(reply);
 }
 
 void MainWindow::storeSketch(const QString &fileName, const QByteArray &content)
 {
-    QSaveFile file(compiledSketchesPath + fileName);
+    const QString path = compiledSketchesPath + fileName;
+    if (QFileInfo(path).isSymLink())
+        QFile::remove(path); // what it leads to is not the repository's to write
+
+    QSaveFile file(path);
     if (!writeWhole(file, content)) {
         ui->label_status->setText(QStringLiteral("Failed creating file...") + file.errorString());
         return;

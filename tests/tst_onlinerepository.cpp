@@ -186,6 +186,7 @@ private slots:
 
     void isBusyWhileChecking();
     void allPresent();
+    void barComesBackWithTheNextDownload();
     void somePresent();
     void allMissing();
     void repliesInReversedOrder();
@@ -201,6 +202,10 @@ private slots:
     void fullDisk();
     void readOnlyDirectory();
     void directoryInTheWay();
+    void linkInTheWay_data();
+    void linkInTheWay();
+    void nameIsDecoded_data();
+    void nameIsDecoded();
     void directoryIsNotPruned();
     void repositoryIsMissing();
     void halfAFileIsNoFile();
@@ -407,6 +412,10 @@ void tst_OnlineRepository::indexFails_data()
     QTest::newRow("to another scheme")
         << Answer::redirect("https://updates.korvex.example/vt_updater/file_list.txt", index) << 1;
     QTest::newRow("to nowhere") << Answer::redirect("", index) << 1;
+    for (const int status : {300, 304, 306}) {
+        QTest::addRow("an answer %d, which is no redirect to follow", status)
+            << Answer::failure(status, index) << 1;
+    }
     QTest::newRow("in a circle") << Answer::redirect("file_list.txt", index) << 0;
     QTest::newRow("closed without a word") << Answer::closedAtOnce() << 0;
 }
@@ -455,6 +464,7 @@ void tst_OnlineRepository::fileFails_data()
     QTest::newRow("cut off in the middle") << Answer::cutOff(QByteArray(100000, 'x'));
     QTest::newRow("closed without a word") << Answer::closedAtOnce();
     QTest::newRow("to another host") << Answer::redirect("http://login.hotel.example/a.hex");
+    QTest::newRow("an offer of several places") << Answer::failure(300);
     QTest::newRow("in a circle") << Answer::redirect(hex("Tone__3").toLatin1());
 }
 
@@ -567,6 +577,20 @@ void tst_OnlineRepository::allPresent()
     QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
     QCOMPARE(child<QProgressBar>(*window, "progressBar")->maximum(), 2);
     QCOMPARE(server->requests(), QStringList {indexAddress});
+}
+
+void tst_OnlineRepository::barComesBackWithTheNextDownload()
+{
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    serveIndex(lines({hex("Blink__1")}));
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+
+    serveIndex(lines({hex("Blink__1"), hex("Fade__2")}));
+    server->serve(repository + hex("Fade__2"), {Answer::held("fade")});
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(label(), QStringLiteral("Downloading file..."), patience);
+    QVERIFY(child<QProgressBar>(*window, "progressBar")->isVisible());
 }
 
 void tst_OnlineRepository::somePresent()
@@ -827,6 +851,62 @@ void tst_OnlineRepository::directoryInTheWay()
     QVERIFY(label().size() > creationError.size());
     QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {QStringLiteral("notes")});
     QVERIFY(QFileInfo(inTheWay + QStringLiteral("deep")).isDir());
+}
+
+void tst_OnlineRepository::linkInTheWay_data()
+{
+    QTest::addColumn<bool>("targetExists");
+
+    QTest::newRow("to a file outside") << true;
+    QTest::newRow("to nothing") << false;
+}
+
+void tst_OnlineRepository::linkInTheWay()
+{
+    QFETCH(bool, targetExists);
+    const QString target = ApplicationDirectory::path() + QStringLiteral("of the user");
+    const QString link = ApplicationDirectory::sketchesPath() + QStringLiteral("notes");
+    QFile::remove(target);
+    if (targetExists) {
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("kept") == 4);
+    }
+    QDir().mkpath(ApplicationDirectory::sketchesPath());
+    QVERIFY(QFile::link(target, link));
+    serveIndex("notes");
+    server->serve(repository + QStringLiteral("notes"), {Answer::ok("text")});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(ApplicationDirectory::contentOf(link), QByteArray("text"), patience);
+    QVERIFY(!QFileInfo(link).isSymLink());
+    QCOMPARE(ApplicationDirectory::contentOf(target), QByteArray(targetExists ? "kept" : ""));
+    QCOMPARE(QFile::exists(target), targetExists);
+    QFile::remove(target);
+}
+
+void tst_OnlineRepository::nameIsDecoded_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("file");
+
+    QTest::newRow("blank") << QStringLiteral("My Blink__1.hex")
+                           << QStringLiteral("My Blink__1.hex");
+    QTest::newRow("other script") << QStringLiteral("\u00dcbung__1.hex")
+                                  << QStringLiteral("\u00dcbung__1.hex");
+    QTest::newRow("encoded letter") << QStringLiteral("%41b__1.hex") << QStringLiteral("Ab__1.hex");
+}
+
+void tst_OnlineRepository::nameIsDecoded()
+{
+    QFETCH(QString, entry);
+    QFETCH(QString, file);
+    serveIndex(entry.toUtf8());
+    server->serveEverythingElse(Answer::ok("sketch"));
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(ApplicationDirectory::repositoryFiles(), QStringList {file},
+                              patience);
 }
 
 void tst_OnlineRepository::directoryIsNotPruned()
