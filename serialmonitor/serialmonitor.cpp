@@ -19,12 +19,15 @@ SerialMonitor::~SerialMonitor()
 
 void SerialMonitor::appendToSerialMonitor(QString text)
 {
-    // A text browser follows its end only while it stands there.
-    if (ui->checkBox->isChecked()) {
-        QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
+    QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
+    const bool automatic = ui->checkBox->isChecked();
+    // A text browser follows its end while it stands there, wanted or not.
+    if (automatic)
         scrollBar->setValue(scrollBar->maximum());
-    }
+    const int position = scrollBar->value();
     ui->textBrowser->append(text);
+    if (!automatic)
+        scrollBar->setValue(position);
 }
 
 void SerialMonitor::scheduleToSendAndClear()

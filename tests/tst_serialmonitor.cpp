@@ -113,6 +113,7 @@ private slots:
     void openingAgainAsksAgain();
     void openingReplacesAnotherDevicesPort();
     void aDeviceThatDoesNotOpenIsReported();
+    void aDeviceThatDoesNotOpenAgainIsReported();
     void textIsKeptWhileTheWindowIsHidden();
     void closingTheWindowClosesThePort();
     void theWindowGoesWithTheMainWindow();
@@ -299,6 +300,7 @@ void tst_SerialMonitor::automaticScroll_data()
     QTest::newRow("on, from the end") << true << 100;
     QTest::newRow("off, from the start") << false << 0;
     QTest::newRow("off, from the middle") << false << 50;
+    QTest::newRow("off, from the end") << false << 100;
 }
 
 void tst_SerialMonitor::automaticScroll()
@@ -434,6 +436,23 @@ void tst_SerialMonitor::aDeviceThatDoesNotOpenIsReported()
     QVERIFY(!device.isOpen());
     QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->count(), 0);
     QVERIFY(!child<QFrame>(window, "frame_deviceinfo")->isVisible());
+}
+
+void tst_SerialMonitor::aDeviceThatDoesNotOpenAgainIsReported()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    device.removeNode();
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Error opening device.")});
+    QVERIFY(serialMonitor(window)->isVisible());
+    QVERIFY(!device.isOpen());
+    QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->count(), 0);
 }
 
 void tst_SerialMonitor::textIsKeptWhileTheWindowIsHidden()
