@@ -9,6 +9,12 @@ find_file(VTUPDATER_AVRDUDE_CONF avrdude.conf
     PATHS /etc /usr/local/etc /opt/homebrew/etc PATH_SUFFIXES avrdude)
 mark_as_advanced(VTUPDATER_AVRDUDE VTUPDATER_AVRDUDE_CONF)
 
+if(EXISTS "${packaged_uploader}/avrdude" AND NOT EXISTS "${packaged_uploader}/avrdude.conf"
+        OR EXISTS "${packaged_uploader}/avrdude.conf" AND NOT EXISTS "${packaged_uploader}/avrdude")
+    message(FATAL_ERROR "deploy/avrdude holds one of avrdude and avrdude.conf, which belong "
+                        "together: put both there, or none.")
+endif()
+
 if(VTUPDATER_AVRDUDE AND VTUPDATER_AVRDUDE_CONF)
     add_custom_target(stage_uploader ALL
         COMMAND ${CMAKE_COMMAND} -E make_directory "$<TARGET_FILE_DIR:VTUpdater>/avrdude"
