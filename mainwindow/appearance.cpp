@@ -23,11 +23,13 @@ const QString scrollBarStyle =
                    "width: 10px;margin: 5px 0px 5px 0px;}"
                    "QScrollBar::handle:vertical {background: white;min-width: 10px;}");
 
-int runBox(QMessageBox &box, const QString &text, const QString &informativeText,
+int runBox(const QString &text, const QString &informativeText, QMessageBox::Icon icon,
            QMessageBox::StandardButtons buttons)
 {
+    QMessageBox box;
     box.setText(text);
     box.setInformativeText(informativeText);
+    box.setIcon(icon);
     box.setWindowTitle(MainWindow::tr("Vantrel Updater"));
     box.setStandardButtons(buttons);
     box.setDefaultButton(QMessageBox::Ok);
@@ -40,16 +42,13 @@ int runBox(QMessageBox &box, const QString &text, const QString &informativeText
 int MainWindow::displayWarningBox(QString text, QString informativeText,
                                   QFlags<QMessageBox::StandardButton> buttons)
 {
-    QMessageBox box;
-    box.setIcon(QMessageBox::Warning);
-    return runBox(box, text, informativeText, buttons);
+    return runBox(text, informativeText, QMessageBox::Warning, buttons);
 }
 
 int MainWindow::displayInformationBox(QString text, QString informativeText,
                                       QFlags<QMessageBox::StandardButton> buttons)
 {
-    QMessageBox box;
-    return runBox(box, text, informativeText, buttons);
+    return runBox(text, informativeText, QMessageBox::NoIcon, buttons);
 }
 
 void MainWindow::setVisibleWithFade(QWidget *widget)

@@ -170,6 +170,7 @@ private slots:
     void listingReplacesCatalogue();
     void listIsShownOnRequestOnly();
     void findsFirstInFileNameOrder();
+    void findsFirstWhateverTheCase();
     void findsExactNamesOnly_data();
     void findsExactNamesOnly();
     void emptyNameFindsMalformedFile();
@@ -543,6 +544,15 @@ void tst_Catalogue::findsFirstInFileNameOrder()
     QCOMPARE(sketch.version, 10);
     QCOMPARE(sketch.name, QStringLiteral("Blink"));
     QCOMPARE(sketch.fileInfo.absoluteFilePath(), sketchPath(QStringLiteral("Blink__10")));
+}
+
+void tst_Catalogue::findsFirstWhateverTheCase()
+{
+    addSketches(
+        {QStringLiteral("Blink__B"), QStringLiteral("Blink__a"), QStringLiteral("Blink__C")});
+    MainWindow window;
+    const Sketch sketch = window.findSketchByName(QStringLiteral("Blink"));
+    QCOMPARE(sketch.fileInfo.absoluteFilePath(), sketchPath(QStringLiteral("Blink__a")));
 }
 
 void tst_Catalogue::findsExactNamesOnly_data()

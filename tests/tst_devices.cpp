@@ -92,6 +92,7 @@ private slots:
     void infoIsFoundByTheExactName();
     void infoIsThatOfTheLastScan();
 
+    void refreshClosesThePort();
     void refreshFollowsThePorts();
     void refreshWarnsEveryTimeThatNothingIsFound();
     void refreshDropsTheSelection();
@@ -263,6 +264,19 @@ void tst_Devices::infoIsThatOfTheLastScan()
     QCOMPARE(listedDevices(window), QStringList {device.listedName()});
     window.updateDeviceList();
     QCOMPARE(listedDevices(window), QStringList());
+}
+
+void tst_Devices::refreshClosesThePort()
+{
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(device.isOpen());
+
+    QVERIFY(click(window, "pushButton_devicelist_refresh"));
+
+    QVERIFY(!device.isOpen());
 }
 
 void tst_Devices::refreshFollowsThePorts()

@@ -70,8 +70,8 @@ QStringList MessageBoxDriver::texts() const
 void MessageBoxDriver::lookForBox()
 {
     auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-    // While one box is being answered the timer goes on, and another box would be an error of the
-    // program that the seen list must show: only the same box is passed over.
+    // The timer goes on while a box is kept open. A second box that comes meanwhile, an error of
+    // the program, is taken down as soon as the first has been answered.
     if (box == nullptr || !box->isVisible() || answering)
         return;
 
