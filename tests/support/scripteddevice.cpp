@@ -131,6 +131,8 @@ public:
     QByteArray received;
     int requests = 0;
     int lastRequest = 0; // hangs up at this request; 0 never
+    std::chrono::milliseconds bytePause = std::chrono::milliseconds::zero();
+    QByteArray flood;
     std::atomic<bool> stopping = {false};
     int master;
     const QString name;
@@ -142,6 +144,7 @@ private:
             pollfd descriptor = {currentMaster(), POLLIN, 0};
             if (poll(&descriptor, 1, wakeUpInterval) > 0)
                 takeBytes();
+            sendFlood();
         }
     }
 
@@ -175,7 +178,30 @@ private:
         if (answer.isEmpty())
             return;
         std::this_thread::sleep_for(latency);
-        send(answer);
+        sendAnswer(answer);
+    }
+
+    void sendAnswer(const QByteArray &answer)
+    {
+        if (bytePause == std::chrono::milliseconds::zero()) {
+            send(answer);
+            return;
+        }
+        for (int i = 0; i < answer.size(); ++i) {
+            send(answer.mid(i, 1));
+            std::this_thread::sleep_for(bytePause);
+        }
+    }
+
+    // As much as fits: nobody need be there to read.
+    void sendFlood()
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        if (flood.isEmpty() || master < 0)
+            return;
+        fcntl(master, F_SETFL, O_NONBLOCK);
+        while (write(master, flood.constData(), size_t(flood.size())) == flood.size()) { }
+        fcntl(master, F_SETFL, 0);
     }
 
     int slave;
@@ -227,6 +253,18 @@ void ScriptedDevice::unplugAtRequest(int number)
 {
     const std::lock_guard<std::recursive_mutex> guard(worker->lock);
     worker->lastRequest = number;
+}
+
+void ScriptedDevice::setBytePause(int milliseconds)
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    worker->bytePause = std::chrono::milliseconds(milliseconds);
+}
+
+void ScriptedDevice::flood(const QByteArray &text)
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    worker->flood = text;
 }
 
 int ScriptedDevice::unread() const

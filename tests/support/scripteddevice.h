@@ -33,6 +33,13 @@ public:
     // Sends without being asked, in one piece.
     void send(const QByteArray &bytes);
 
+    // From now on it sends each byte of an answer by itself, with so many ms between them.
+    void setBytePause(int milliseconds);
+
+    // Sends the text again and again, as fast as the terminal takes it, until it is unplugged or
+    // the text is empty.
+    void flood(const QByteArray &text);
+
     // How many bytes that it sent wait for the program.
     int unread() const;
 
