@@ -54,6 +54,16 @@ bool Bench::selectDevice() const
     return selectRow(*window, "listWidget_devicelist", 0);
 }
 
+bool Bench::askAgain() const
+{
+    return click(*window, "pushButton_programondevice_refresh");
+}
+
+bool Bench::chooseMonitor() const
+{
+    return chooseMenuEntry(*window, "actionSerial_Monitor");
+}
+
 bool Bench::openMonitor() const
 {
     return openSerialMonitor(*window);
@@ -112,6 +122,7 @@ bool Bench::serves()
     if (!QTest::qWaitFor([this, &boxes] { return !isMonitorShown() || !boxes.boxes().isEmpty(); },
                          patience))
         return false;
+
     const int before = boxes.boxes().size();
     if (!refreshDevices() || listedDevices() != 1 || !openMonitor()
         || programOnDevice() != QLatin1String("Blink"))

@@ -25,6 +25,10 @@ public:
     // Each is true when the user could do it, and what was expected came about.
     bool selectProgram() const;
     bool selectDevice() const;
+    // By the button beside the program on the device.
+    bool askAgain() const;
+    // With the device that is selected, or with the first.
+    bool chooseMonitor() const;
     bool openMonitor() const;
     bool refreshDevices() const;
     bool pressUpdate() const;

@@ -131,7 +131,7 @@ public:
     QByteArray received;
     int requests = 0;
     int lastRequest = 0; // hangs up at this request; 0 never
-    std::chrono::milliseconds bytePause = std::chrono::milliseconds::zero();
+    std::atomic<int> bytePause = {0}; // ms
     QByteArray flood;
     std::atomic<bool> stopping = {false};
     int master;
@@ -181,16 +181,15 @@ private:
         sendAnswer(answer);
     }
 
+    // The pause may be set to nothing in between.
     void sendAnswer(const QByteArray &answer)
     {
-        if (bytePause == std::chrono::milliseconds::zero()) {
-            send(answer);
-            return;
+        int sent = 0;
+        for (; bytePause > 0 && sent < answer.size(); ++sent) {
+            send(answer.mid(sent, 1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(bytePause));
         }
-        for (int i = 0; i < answer.size(); ++i) {
-            send(answer.mid(i, 1));
-            std::this_thread::sleep_for(bytePause);
-        }
+        send(answer.mid(sent));
     }
 
     // As much as fits: nobody need be there to read.
@@ -257,8 +256,7 @@ void ScriptedDevice::unplugAtRequest(int number)
 
 void ScriptedDevice::setBytePause(int milliseconds)
 {
-    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
-    worker->bytePause = std::chrono::milliseconds(milliseconds);
+    worker->bytePause = milliseconds;
 }
 
 void ScriptedDevice::flood(const QByteArray &text)
