@@ -2,6 +2,7 @@
 #include "scripteddevice.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 
 #include <atomic>
 #include <chrono>
@@ -133,6 +134,9 @@ public:
     int lastRequest = 0; // hangs up at this request; 0 never
     std::atomic<int> bytePause = {0}; // ms
     QByteArray flood;
+    int floodSpeed = 0; // bytes per second
+    qint64 floodSent = 0;
+    QElapsedTimer floodTime;
     std::atomic<bool> stopping = {false};
     int master;
     const QString name;
@@ -192,14 +196,18 @@ private:
         send(answer.mid(sent));
     }
 
-    // As much as fits: nobody need be there to read.
+    // What does not fit is lost: nobody need be there to read.
     void sendFlood()
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
         if (flood.isEmpty() || master < 0)
             return;
+        const qint64 due = floodTime.elapsed() * floodSpeed / 1000;
         fcntl(master, F_SETFL, O_NONBLOCK);
-        while (write(master, flood.constData(), size_t(flood.size())) == flood.size()) { }
+        for (; floodSent < due; floodSent += flood.size()) {
+            if (write(master, flood.constData(), size_t(flood.size())) < 0)
+                floodSent = due;
+        }
         fcntl(master, F_SETFL, 0);
     }
 
@@ -259,10 +267,13 @@ void ScriptedDevice::setBytePause(int milliseconds)
     worker->bytePause = milliseconds;
 }
 
-void ScriptedDevice::flood(const QByteArray &text)
+void ScriptedDevice::flood(const QByteArray &text, int bytesPerSecond)
 {
     const std::lock_guard<std::recursive_mutex> guard(worker->lock);
     worker->flood = text;
+    worker->floodSpeed = bytesPerSecond;
+    worker->floodSent = 0;
+    worker->floodTime.start();
 }
 
 int ScriptedDevice::unread() const
