@@ -24,13 +24,14 @@ namespace {
 
 constexpr int patience = 30000; // ms
 constexpr int warmUpRounds = 10; // until caches and pools have their size
+constexpr int sketchSize = 20000; // bytes
 constexpr int measuredRefreshes = 200;
 constexpr qint64 kibibyte = 1024;
 
 // A network manager stays with the window after its reply.
-constexpr qint64 bytesPerRequest = 32 * kibibyte;
+constexpr qint64 bytesPerRequest = 8 * kibibyte;
 constexpr qint64 bytesPerRound = 4 * bytesPerRequest;
-constexpr qint64 residentSlack = 8 * 1024 * kibibyte;
+constexpr qint64 residentSlack = qint64(8) * 1024 * kibibyte;
 constexpr int slack = 3; // threads, descriptors, timers and X resources that come and go
 
 const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
@@ -133,6 +134,8 @@ void tst_LongLife::initTestCase()
 {
     ApplicationDirectory::clear();
     ApplicationDirectory::installUploader("#!/bin/sh\nhead -c 100000 /dev/zero\n");
+    // The server keeps what it serves by name, and there are many names.
+    server.serveEverythingElse(Answer::ok(QByteArray(sketchSize, ':')));
     publish(1);
     bench = std::make_unique<Bench>();
 }
@@ -140,6 +143,7 @@ void tst_LongLife::initTestCase()
 void tst_LongLife::cleanupTestCase()
 {
     bench.reset();
+    letFadesEnd();
     ApplicationDirectory::clear();
 }
 
@@ -149,7 +153,6 @@ void tst_LongLife::publish(int version)
     const QString stays = ApplicationDirectory::sketchFileName(QStringLiteral("Blink__3"));
     const QString changes =
         ApplicationDirectory::sketchFileName(QStringLiteral("Fade__%1").arg(version));
-    server.serve(repository + changes, {Answer::ok(QByteArray(20000, ':'))});
     server.serve(repository + QStringLiteral("file_list.txt"),
                  {Answer::ok((stays + QLatin1Char('\n') + changes).toUtf8())});
 }
@@ -217,7 +220,7 @@ void tst_LongLife::holdsWhatItHeldAtTheStart()
     QElapsedTimer timer;
     timer.start();
     const int firstRound = rounds;
-    for (; timer.elapsed() < minutes() * 60000 && !QTest::currentTestFailed(); ++rounds)
+    for (; timer.elapsed() < qint64(minutes()) * 60000 && !QTest::currentTestFailed(); ++rounds)
         live(rounds);
     letFadesEnd();
     const Holding last(*bench->window);

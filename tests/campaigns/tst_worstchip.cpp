@@ -56,11 +56,6 @@ QString restartWithoutEnd()
     return QStringLiteral("while ") + control + QStringLiteral("reset; do sleep 0.3; done");
 }
 
-QString unplugAfter(const QString &condition)
-{
-    return condition + QStringLiteral("; ") + control + QStringLiteral("unplug");
-}
-
 } // namespace
 
 class tst_WorstChip : public QObject
@@ -70,12 +65,12 @@ class tst_WorstChip : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void mayRestartDuringTheQuery();
     void mayRestartBehindTheMonitor();
     void mayRestartDuringTheUpload();
     void mayGoDuringTheQuery();
-    void mayGoDuringTheUpload();
     void mayComeAndGo();
 
 private:
@@ -103,6 +98,11 @@ void tst_WorstChip::cleanup()
 {
     delete window;
     ApplicationDirectory::clear();
+}
+
+void tst_WorstChip::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 bool tst_WorstChip::selectBoth() const
@@ -183,7 +183,7 @@ void tst_WorstChip::mayRestartDuringTheUpload()
 
 void tst_WorstChip::mayGoDuringTheQuery()
 {
-    Hand hand(unplugAfter(QStringLiteral("sleep 1")));
+    Hand hand(QStringLiteral("sleep 1; ") + control + QStringLiteral("unplug"));
     QElapsedTimer timer;
     timer.start();
     QVERIFY(selectBoth());
@@ -191,25 +191,6 @@ void tst_WorstChip::mayGoDuringTheQuery()
     QVERIFY(hand.isDone());
     QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
     QVERIFY(Chip::replug());
-    QVERIFY(serves());
-}
-
-void tst_WorstChip::mayGoDuringTheUpload()
-{
-    QVERIFY(selectBoth());
-    {
-        Hand hand(unplugAfter(
-            QStringLiteral("until pgrep -f -- '^%1avrdude ' >/dev/null; do sleep 0.05; done; "
-                           "sleep 0.3")
-                .arg(ApplicationDirectory::uploaderPath())));
-        const MessageBoxDriver boxes;
-        QVERIFY(click(*window, "pushButton_update"));
-        QVERIFY(hand.isDone());
-        QVERIFY(boxes.texts().last() == success || boxes.texts().last() == failure);
-    }
-    QVERIFY(Chip::replug());
-    QVERIFY(click(*window, "pushButton_devicelist_refresh"));
-    QVERIFY(updates());
     QVERIFY(serves());
 }
 

@@ -4,6 +4,7 @@
 #include "bench.h"
 #include "footprint.h"
 #include "messageboxdriver.h"
+#include "windowdriver.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -165,6 +166,7 @@ class tst_WorstDevice : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void itMayGoAtAnyTime_data();
     void itMayGoAtAnyTime();
@@ -193,6 +195,11 @@ void tst_WorstDevice::init()
 void tst_WorstDevice::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_WorstDevice::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_WorstDevice::itMayGoAtAnyTime_data()
@@ -305,14 +312,20 @@ void tst_WorstDevice::itMayGoBehindABox()
         bench.device->unplugAtRequest(bench.device->requests() + scene.atRequest);
     double used = 0;
     std::unique_ptr<MessageBoxDriver> boxes; // answers from above
-    QTimer::singleShot(severalTicks, bench.window.get(), [&] {
+    QTimer pulling;
+    QTimer answering;
+    pulling.setSingleShot(true);
+    answering.setSingleShot(true);
+    QObject::connect(&pulling, &QTimer::timeout, &pulling, [&] {
         bench.pull();
         used = -Footprint::processorSeconds();
     });
-    QTimer::singleShot(severalTicks + boxTime, bench.window.get(), [&] {
+    QObject::connect(&answering, &QTimer::timeout, &answering, [&] {
         used += Footprint::processorSeconds();
         boxes = std::make_unique<MessageBoxDriver>();
     });
+    pulling.start(severalTicks);
+    answering.start(severalTicks + boxTime);
 
     QVERIFY(scene.act(bench));
 

@@ -4,6 +4,7 @@
 #include "bench.h"
 #include "footprint.h"
 #include "messageboxdriver.h"
+#include "windowdriver.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -13,7 +14,7 @@
 
 namespace {
 
-constexpr qint64 mebibyte = 1024 * 1024;
+constexpr qint64 mebibyte = qint64(1024) * 1024;
 constexpr int outputSize = 100; // MiB
 constexpr int uploadTimeout = 30000; // ms
 constexpr int grace = 10000; // ms that a loaded machine may take for the rest
@@ -53,6 +54,7 @@ class tst_WorstUploader : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void outputsFillNoMemory_data();
     void outputsFillNoMemory();
@@ -80,6 +82,11 @@ void tst_WorstUploader::init()
 void tst_WorstUploader::cleanup()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_WorstUploader::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 bool tst_WorstUploader::update(const QByteArray &body, const QStringList &expectedBoxes)

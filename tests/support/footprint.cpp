@@ -54,7 +54,7 @@ void Footprint::forgetPeak()
 qint64 Footprint::heapBytes()
 {
     const struct mallinfo2 info = mallinfo2();
-    return qint64(info.uordblks + info.hblkhd);
+    return qint64(info.uordblks) + qint64(info.hblkhd);
 }
 
 int Footprint::threads()
