@@ -45,6 +45,13 @@ QStringList uploadArguments(const QFileInfo &configuration, const QString &portN
     };
 }
 
+// Nobody looks at what it says: kept until it ends, endless output would fill the memory first.
+void discardOutput(QProcess &process)
+{
+    process.closeReadChannel(QProcess::StandardError);
+    QObject::connect(&process, &QIODevice::readyRead, &process, [&process] { process.readAll(); });
+}
+
 } // namespace
 
 void MainWindow::on_pushButton_update_clicked()
@@ -167,6 +174,7 @@ bool MainWindow::runUploader(const QString &program, const QStringList &argument
 {
     QProcess avrdude;
     avrdude.start(program, arguments, QIODevice::ReadWrite);
+    discardOutput(avrdude);
     if (!avrdude.waitForFinished(uploadTimeout)) {
         // A running avrdude goes on behind the box; leaving this function kills it.
         displayWarningBox(tr("Unable to upload to device."),

@@ -56,6 +56,7 @@ class tst_Chip : public QObject
 private slots:
     void init();
     void cleanup();
+    void cleanupTestCase();
 
     void answersTheQueryAfterTheResetOfOpening();
     void isAskedAgainByTheRefreshButton();
@@ -88,6 +89,11 @@ void tst_Chip::cleanup()
 {
     delete window;
     ApplicationDirectory::clear();
+}
+
+void tst_Chip::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_Chip::openMonitor()

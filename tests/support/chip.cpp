@@ -36,6 +36,11 @@ bool Chip::replug()
     return control({QStringLiteral("replug")});
 }
 
+bool Chip::reset()
+{
+    return control({QStringLiteral("reset")});
+}
+
 bool Chip::holds(const QString &baseName)
 {
     const QString dump = ApplicationDirectory::path() + QStringLiteral("flash.bin");

@@ -10,6 +10,8 @@ namespace Chip {
 // The adapter's cable. False when the simulation refuses.
 bool unplug();
 bool replug();
+// As its reset button does.
+bool reset();
 
 // Whether the flash holds exactly what the image defines, in each byte that it defines. The image
 // is the one that was built as "<name>__<version>".

@@ -2,6 +2,7 @@
 #include "scripteddevice.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 
 #include <atomic>
 #include <chrono>
@@ -131,6 +132,11 @@ public:
     QByteArray received;
     int requests = 0;
     int lastRequest = 0; // hangs up at this request; 0 never
+    std::atomic<int> bytePause = {0}; // ms
+    QByteArray flood;
+    int floodSpeed = 0; // bytes per second
+    qint64 floodSent = 0;
+    QElapsedTimer floodTime;
     std::atomic<bool> stopping = {false};
     int master;
     const QString name;
@@ -142,6 +148,7 @@ private:
             pollfd descriptor = {currentMaster(), POLLIN, 0};
             if (poll(&descriptor, 1, wakeUpInterval) > 0)
                 takeBytes();
+            sendFlood();
         }
     }
 
@@ -175,7 +182,33 @@ private:
         if (answer.isEmpty())
             return;
         std::this_thread::sleep_for(latency);
-        send(answer);
+        sendAnswer(answer);
+    }
+
+    // The pause may be set to nothing in between.
+    void sendAnswer(const QByteArray &answer)
+    {
+        int sent = 0;
+        for (; bytePause > 0 && sent < answer.size(); ++sent) {
+            send(answer.mid(sent, 1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(bytePause));
+        }
+        send(answer.mid(sent));
+    }
+
+    // What does not fit is lost: nobody need be there to read.
+    void sendFlood()
+    {
+        const std::lock_guard<std::recursive_mutex> guard(lock);
+        if (flood.isEmpty() || master < 0)
+            return;
+        const qint64 due = floodTime.elapsed() * floodSpeed / 1000;
+        fcntl(master, F_SETFL, O_NONBLOCK);
+        for (; floodSent < due; floodSent += flood.size()) {
+            if (write(master, flood.constData(), size_t(flood.size())) < 0)
+                floodSent = due;
+        }
+        fcntl(master, F_SETFL, 0);
     }
 
     int slave;
@@ -227,6 +260,20 @@ void ScriptedDevice::unplugAtRequest(int number)
 {
     const std::lock_guard<std::recursive_mutex> guard(worker->lock);
     worker->lastRequest = number;
+}
+
+void ScriptedDevice::setBytePause(int milliseconds)
+{
+    worker->bytePause = milliseconds;
+}
+
+void ScriptedDevice::flood(const QByteArray &text, int bytesPerSecond)
+{
+    const std::lock_guard<std::recursive_mutex> guard(worker->lock);
+    worker->flood = text;
+    worker->floodSpeed = bytesPerSecond;
+    worker->floodSent = 0;
+    worker->floodTime.start();
 }
 
 int ScriptedDevice::unread() const

@@ -33,6 +33,12 @@ public:
     // Sends without being asked, in one piece.
     void send(const QByteArray &bytes);
 
+    // From now on it sends each byte of an answer by itself, with so many ms between them.
+    void setBytePause(int milliseconds);
+
+    // Sends the text again and again at about this speed, as far as the terminal takes it.
+    void flood(const QByteArray &text, int bytesPerSecond);
+
     // How many bytes that it sent wait for the program.
     int unread() const;
 

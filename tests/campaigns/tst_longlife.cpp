@@ -1,0 +1,284 @@
+// A long life of the program: refreshes, updates, talks and lost devices, one round after the
+// other. What it holds of the machine at the end is set against what it held after the first
+// rounds.
+#include "applicationdirectory.h"
+#include "bench.h"
+#include "footprint.h"
+#include "messageboxdriver.h"
+#include "repositoryserver.h"
+#include "windowdriver.h"
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QListWidget>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTest>
+#include <QTextBrowser>
+
+namespace {
+
+constexpr int patience = 30000; // ms
+constexpr int warmUpRounds = 10; // until caches and pools have their size
+constexpr int sketchSize = 20000; // bytes
+constexpr int measuredRefreshes = 200;
+constexpr qint64 kibibyte = 1024;
+
+// A network manager stays with the window after its reply.
+constexpr qint64 bytesPerRequest = 8 * kibibyte;
+constexpr qint64 bytesPerRound = 4 * bytesPerRequest;
+constexpr qint64 residentSlack = qint64(8) * 1024 * kibibyte;
+constexpr int slack = 3; // threads, descriptors, timers and X resources that come and go
+
+const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
+const QString upToDate = QStringLiteral("Local repository up-to-date");
+
+// A minute unless the environment asks for more.
+int minutes()
+{
+    const int asked = qEnvironmentVariableIntValue("LIFE_MINUTES");
+    return qMax(asked, 1);
+}
+
+// The X server's count of what this program has, or -1 where there is no such count.
+int xResources()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return -1;
+    QProcess list;
+    list.start(QStringLiteral("xrestop"),
+               {QStringLiteral("-b"), QStringLiteral("-m"), QStringLiteral("1")});
+    if (!list.waitForFinished(patience))
+        return -1;
+    // Each client's entry ends with the totals; this one bears our process number.
+    static const QRegularExpression entry(
+        QStringLiteral("PID\\s*:\\s*(\\d+)(?:(?!PID).)*?total_resources\\s*:\\s*(\\d+)"),
+        QRegularExpression::DotMatchesEverythingOption);
+    const QString text = QString::fromUtf8(list.readAllStandardOutput());
+    for (auto matches = entry.globalMatch(text); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.captured(1).toLongLong() == QCoreApplication::applicationPid())
+            return match.captured(2).toInt();
+    }
+    return -1;
+}
+
+int timersOf(const QList<QObject *> &objects)
+{
+    int count = 0;
+    for (QObject *object : objects)
+        count += QAbstractEventDispatcher::instance()->registeredTimers(object).size();
+    return count;
+}
+
+// What the program holds, and how many requests it has made by then.
+struct Holding
+{
+    qint64 resident = Footprint::residentBytes();
+    qint64 heap = Footprint::heapBytes();
+    int threads = Footprint::threads();
+    int descriptors = Footprint::descriptors();
+    int objects = 0; // of the window, but for its network managers
+    int timers = 0;
+    int managers = 0;
+    int xResources = ::xResources();
+
+    explicit Holding(const MainWindow &window)
+    {
+        const QList<QObject *> all = window.findChildren<QObject *>();
+        timers = timersOf(all) + timersOf(qApp->findChildren<QObject *>());
+        const QList<QNetworkAccessManager *> networkManagers =
+            window.findChildren<QNetworkAccessManager *>();
+        managers = networkManagers.size();
+        objects = all.size() - managers;
+        for (const QNetworkAccessManager *manager : networkManagers)
+            objects -= manager->findChildren<QObject *>().size();
+    }
+};
+
+void printRow(const char *name, qint64 first, qint64 last, qint64 bound)
+{
+    qInfo("%-28s %12lld %12lld %+12lld %12lld", name, first, last, last - first, bound);
+}
+
+} // namespace
+
+class tst_LongLife : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void holdsWhatItHeldAtTheStart();
+    void aRefreshLeavesLittleBehind();
+
+private:
+    void publish(int version);
+    void refresh(int version);
+    void update();
+    void talk();
+    void loseAndFindTheDevice();
+    void live(int round);
+
+    RepositoryServer server;
+    std::unique_ptr<Bench> bench;
+};
+
+void tst_LongLife::initTestCase()
+{
+    ApplicationDirectory::clear();
+    ApplicationDirectory::installUploader("#!/bin/sh\nhead -c 100000 /dev/zero\n");
+    // The server keeps what it serves by name, and there are many names.
+    server.serveEverythingElse(Answer::ok(QByteArray(sketchSize, ':')));
+    publish(1);
+    bench = std::make_unique<Bench>();
+}
+
+void tst_LongLife::cleanupTestCase()
+{
+    bench.reset();
+    letFadesEnd();
+    ApplicationDirectory::clear();
+}
+
+// Blink stays, the other sketch comes in a new version each time.
+void tst_LongLife::publish(int version)
+{
+    const QString stays = ApplicationDirectory::sketchFileName(QStringLiteral("Blink__3"));
+    const QString changes =
+        ApplicationDirectory::sketchFileName(QStringLiteral("Fade__%1").arg(version));
+    server.serve(repository + QStringLiteral("file_list.txt"),
+                 {Answer::ok((stays + QLatin1Char('\n') + changes).toUtf8())});
+}
+
+void tst_LongLife::refresh(int version)
+{
+    publish(version);
+    QVERIFY(click(*bench->window, "pushButton_programlist_refresh"));
+    const QString file =
+        ApplicationDirectory::sketchFileName(QStringLiteral("Fade__%1").arg(version));
+    QTRY_VERIFY_WITH_TIMEOUT(ApplicationDirectory::repositoryFiles().contains(file), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QListWidget>(*bench->window, "listWidget_programlist")->count(),
+                              2, patience);
+}
+
+void tst_LongLife::update()
+{
+    const MessageBoxDriver boxes;
+    QVERIFY(bench->selectProgram());
+    QVERIFY(bench->selectDevice());
+    QVERIFY(bench->pressUpdate());
+    QCOMPARE(boxes.texts().last(), QStringLiteral("Upload successfull."));
+}
+
+void tst_LongLife::talk()
+{
+    QVERIFY(bench->openMonitor());
+    bench->send(QStringLiteral("hello"));
+    bench->device->send("and hello to you\r\n");
+    QTRY_VERIFY_WITH_TIMEOUT(bench->monitorText().endsWith(QLatin1String("and hello to you")),
+                             patience);
+    // What it shows is kept until the user clears it.
+    QVERIFY(click(*serialMonitor(*bench->window), "pushButton_2"));
+}
+
+void tst_LongLife::loseAndFindTheDevice()
+{
+    const MessageBoxDriver boxes;
+    bench->pull();
+    QTRY_VERIFY_WITH_TIMEOUT(!bench->isMonitorShown(), patience);
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Unable to communicate with device")});
+    bench->plug();
+    QVERIFY(bench->refreshDevices());
+    QCOMPARE(bench->listedDevices(), 1);
+}
+
+void tst_LongLife::live(int round)
+{
+    refresh(round);
+    update();
+    talk();
+    loseAndFindTheDevice();
+}
+
+void tst_LongLife::holdsWhatItHeldAtTheStart()
+{
+    QVERIFY2(bench->window->areYouOnline(),
+             "this machine has no network interface but the loopback");
+    int rounds = 1;
+    for (; rounds <= warmUpRounds && !QTest::currentTestFailed(); ++rounds)
+        live(rounds);
+    letFadesEnd();
+    const Holding first(*bench->window);
+
+    QElapsedTimer timer;
+    timer.start();
+    const int firstRound = rounds;
+    for (; timer.elapsed() < qint64(minutes()) * 60000 && !QTest::currentTestFailed(); ++rounds)
+        live(rounds);
+    letFadesEnd();
+    const Holding last(*bench->window);
+    if (QTest::currentTestFailed())
+        return;
+
+    const int lived = rounds - firstRound;
+    const qint64 residentBound = residentSlack + lived * bytesPerRound;
+    qInfo("%d rounds in %d s, %d requests", lived, int(timer.elapsed() / 1000),
+          last.managers - first.managers);
+    qInfo("%-28s %12s %12s %12s %12s", "", "start", "end", "more", "at most");
+    printRow("resident memory (KiB)", first.resident / kibibyte, last.resident / kibibyte,
+             residentBound / kibibyte);
+    printRow("heap (KiB)", first.heap / kibibyte, last.heap / kibibyte, residentBound / kibibyte);
+    printRow("threads", first.threads, last.threads, slack);
+    printRow("descriptors", first.descriptors, last.descriptors, slack);
+    printRow("timers", first.timers, last.timers, slack);
+    printRow("objects without managers", first.objects, last.objects, slack);
+    if (first.xResources < 0)
+        qInfo("X resources: not counted, because this is no X server or xrestop is missing");
+    else
+        printRow("X resources", first.xResources, last.xResources, slack);
+
+    QVERIFY(lived > 0);
+    QCOMPARE(last.managers - first.managers, 2 * lived); // the index and a sketch
+    QVERIFY(last.threads - first.threads <= slack);
+    QVERIFY(last.descriptors - first.descriptors <= slack);
+    QVERIFY(last.timers - first.timers <= slack);
+    QVERIFY(last.objects - first.objects <= slack);
+    QVERIFY(last.xResources - first.xResources <= slack);
+    if (!Footprint::memoryIsOwn())
+        return;
+    QVERIFY(last.resident - first.resident <= residentBound);
+    QVERIFY(last.heap - first.heap <= residentBound);
+}
+
+void tst_LongLife::aRefreshLeavesLittleBehind()
+{
+    const QString index = repository + QStringLiteral("file_list.txt");
+    const auto refreshOnce = [this, &index] {
+        const int before = server.requestCount(index);
+        auto *status = child<QLabel>(*bench->window, "label_status");
+        status->clear();
+        QVERIFY(click(*bench->window, "pushButton_programlist_refresh"));
+        QTRY_COMPARE_WITH_TIMEOUT(status->text(), upToDate, patience);
+        QCOMPARE(server.requestCount(index), before + 1);
+    };
+    refreshOnce();
+    const qint64 before = Footprint::heapBytes();
+
+    for (int count = 0; count < measuredRefreshes && !QTest::currentTestFailed(); ++count)
+        refreshOnce();
+
+    const qint64 each = (Footprint::heapBytes() - before) / measuredRefreshes;
+    qInfo("%lld bytes of heap for each of %d refreshes", each, measuredRefreshes);
+    QVERIFY(!Footprint::memoryIsOwn() || each < bytesPerRequest);
+}
+
+QTEST_MAIN(tst_LongLife)
+
+#include "tst_longlife.moc"

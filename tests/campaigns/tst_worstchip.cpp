@@ -1,0 +1,214 @@
+// A real chip at its worst: it restarts without end or goes in the middle of what it does, and the
+// window comes back each time. Runs on a simulated device.
+#include "applicationdirectory.h"
+#include "chip.h"
+#include "mainwindow/mainwindow.h"
+#include "messageboxdriver.h"
+#include "windowdriver.h"
+
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMainWindow>
+#include <QProcess>
+#include <QTest>
+#include <QTextBrowser>
+
+namespace {
+
+constexpr int queryTimeout = 20000; // ms that ten attempts may take
+constexpr int uploadTimeout = 30000; // ms
+constexpr int grace = 20000; // ms that a loaded machine may take for the rest
+constexpr int answerTimeout = 10000; // ms
+constexpr int fewTimes = 5;
+
+const QString success = QStringLiteral("Upload successfull.");
+const QString failure = QStringLiteral("Unable to upload to device.");
+const QString control = QStringLiteral("'" SIMULATED_DEVICE_CONTROL "' ");
+
+// Does something to the device while the window is blocked, until it goes out of scope.
+class Hand
+{
+public:
+    explicit Hand(const QString &shellCommand)
+    {
+        process.start(QStringLiteral("sh"), {QStringLiteral("-c"), shellCommand});
+        process.waitForStarted();
+    }
+    ~Hand()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    Hand(const Hand &) = delete;
+    Hand &operator=(const Hand &) = delete;
+
+    bool isDone() { return process.waitForFinished() && process.exitCode() == 0; }
+
+private:
+    QProcess process;
+};
+
+// The bootloader listens for a second, so the sketch never starts.
+QString restartWithoutEnd()
+{
+    return QStringLiteral("while ") + control + QStringLiteral("reset; do sleep 0.3; done");
+}
+
+} // namespace
+
+class tst_WorstChip : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+
+    void mayRestartDuringTheQuery();
+    void mayRestartBehindTheMonitor();
+    void mayRestartDuringTheUpload();
+    void mayGoDuringTheQuery();
+    void mayComeAndGo();
+
+private:
+    QString label(const char *name) const { return child<QLabel>(*window, name)->text(); }
+    bool selectBoth() const;
+    // Whether the device is found, asked, and answers in the monitor. Leaves the monitor closed.
+    bool serves() const;
+    // Whether an update now puts the sketch into the chip.
+    bool updates() const;
+
+    MainWindow *window = nullptr;
+};
+
+void tst_WorstChip::init()
+{
+    ApplicationDirectory::clear();
+    Chip::installAvrdude();
+    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
+        ApplicationDirectory::addSketch(name, Chip::image(name));
+    window = new MainWindow;
+    window->show();
+}
+
+void tst_WorstChip::cleanup()
+{
+    delete window;
+    ApplicationDirectory::clear();
+}
+
+void tst_WorstChip::cleanupTestCase()
+{
+    letFadesEnd();
+}
+
+bool tst_WorstChip::selectBoth() const
+{
+    return selectRow(*window, "listWidget_programlist", 1)
+        && selectRow(*window, "listWidget_devicelist", 0);
+}
+
+bool tst_WorstChip::serves() const
+{
+    const MessageBoxDriver boxes;
+    if (!click(*window, "pushButton_devicelist_refresh") || !openSerialMonitor(*window)
+        || label("label_programondevice") != QLatin1String("Metronome"))
+        return false;
+
+    QMainWindow *monitor = serialMonitor(*window);
+    auto *line = child<QLineEdit>(*monitor, "lineEdit");
+    line->setText(QStringLiteral("hello"));
+    QTest::keyClick(line, Qt::Key_Return);
+    const auto *view = child<QTextBrowser>(*monitor, "textBrowser");
+    const bool answered = QTest::qWaitFor(
+        [view] { return view->toPlainText().endsWith(QLatin1String("Heard: hello")); },
+        answerTimeout);
+    monitor->close();
+    return answered && boxes.boxes().isEmpty();
+}
+
+bool tst_WorstChip::updates() const
+{
+    const MessageBoxDriver boxes;
+    return selectBoth() && click(*window, "pushButton_update") && boxes.texts().last() == success
+        && Chip::holds(QStringLiteral("Metronome__2"));
+}
+
+void tst_WorstChip::mayRestartDuringTheQuery()
+{
+    QElapsedTimer timer;
+    {
+        const Hand hand(restartWithoutEnd());
+        timer.start();
+        QVERIFY(selectBoth());
+    }
+    QVERIFY(timer.elapsed() < queryTimeout + grace);
+    QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
+    QVERIFY(serves());
+}
+
+void tst_WorstChip::mayRestartBehindTheMonitor()
+{
+    const MessageBoxDriver boxes;
+    QVERIFY(openSerialMonitor(*window));
+    for (int time = 0; time < fewTimes; ++time) {
+        QVERIFY(Chip::reset());
+        QTest::qWait(500);
+    }
+    QVERIFY(serialMonitor(*window)->isVisible());
+    serialMonitor(*window)->close();
+    QCOMPARE(boxes.texts(), QStringList());
+    QVERIFY(serves());
+}
+
+void tst_WorstChip::mayRestartDuringTheUpload()
+{
+    QVERIFY(selectBoth());
+    {
+        const Hand hand(restartWithoutEnd());
+        const MessageBoxDriver boxes;
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(click(*window, "pushButton_update"));
+        QVERIFY(timer.elapsed() < 2 * queryTimeout + uploadTimeout + grace);
+        // It is avrdude's matter whether it ends or tries on until it is killed.
+        QVERIFY(boxes.texts().last() == success || boxes.texts().last() == failure);
+    }
+    QVERIFY(updates());
+    QVERIFY(serves());
+}
+
+void tst_WorstChip::mayGoDuringTheQuery()
+{
+    Hand hand(QStringLiteral("sleep 1; ") + control + QStringLiteral("unplug"));
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(selectBoth());
+    QVERIFY(timer.elapsed() < queryTimeout + grace);
+    QVERIFY(hand.isDone());
+    QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
+    QVERIFY(Chip::replug());
+    QVERIFY(serves());
+}
+
+void tst_WorstChip::mayComeAndGo()
+{
+    for (int time = 0; time < fewTimes; ++time) {
+        const MessageBoxDriver boxes;
+        QVERIFY(Chip::unplug());
+        QVERIFY(click(*window, "pushButton_devicelist_refresh"));
+        QCOMPARE(child<QListWidget>(*window, "listWidget_devicelist")->count(), 0);
+        QCOMPARE(boxes.texts(), QStringList {QStringLiteral("No device found.")});
+        QVERIFY(Chip::replug());
+        QVERIFY(click(*window, "pushButton_devicelist_refresh"));
+        QCOMPARE(child<QListWidget>(*window, "listWidget_devicelist")->count(), 1);
+    }
+    QVERIFY(serves());
+}
+
+QTEST_MAIN(tst_WorstChip)
+
+#include "tst_worstchip.moc"

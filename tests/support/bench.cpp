@@ -1,0 +1,143 @@
+// The window with one device that comes and goes.
+#include "bench.h"
+
+#include "applicationdirectory.h"
+#include "messageboxdriver.h"
+#include "windowdriver.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QTest>
+#include <QTextBrowser>
+
+namespace {
+
+constexpr int patience = 20000; // ms
+
+const QString sketch = QStringLiteral("Blink__3");
+const QString greeting = QStringLiteral("good day");
+
+} // namespace
+
+Bench::Bench(const QByteArray &givenAnswer)
+    : port(UsbTestbed::uniquePortName())
+    , answer(givenAnswer)
+{
+    plug();
+    ApplicationDirectory::addSketch(sketch);
+    window = std::make_unique<MainWindow>();
+    window->show();
+}
+
+void Bench::pull()
+{
+    if (device)
+        device->unplug();
+    usb.unplug(port);
+}
+
+void Bench::plug()
+{
+    device = std::make_unique<ScriptedDevice>(QList<QByteArray> {answer});
+    usb.plug(port, device->portName());
+}
+
+bool Bench::selectProgram() const
+{
+    return selectRow(*window, "listWidget_programlist", 0);
+}
+
+bool Bench::selectDevice() const
+{
+    return selectRow(*window, "listWidget_devicelist", 0);
+}
+
+bool Bench::askAgain() const
+{
+    return click(*window, "pushButton_programondevice_refresh");
+}
+
+bool Bench::chooseMonitor() const
+{
+    return chooseMenuEntry(*window, "actionSerial_Monitor");
+}
+
+bool Bench::openMonitor() const
+{
+    return openSerialMonitor(*window);
+}
+
+bool Bench::refreshDevices() const
+{
+    return click(*window, "pushButton_devicelist_refresh");
+}
+
+bool Bench::pressUpdate() const
+{
+    return click(*window, "pushButton_update");
+}
+
+void Bench::send(const QString &text) const
+{
+    auto *line = child<QLineEdit>(*serialMonitor(*window), "lineEdit");
+    line->setText(text);
+    QTest::keyClick(line, Qt::Key_Return);
+}
+
+QString Bench::programOnDevice() const
+{
+    return child<QLabel>(*window, "label_programondevice")->text();
+}
+
+QString Bench::recommendation() const
+{
+    return child<QLabel>(*window, "label_updaterecommendation")->text();
+}
+
+QString Bench::monitorText() const
+{
+    return child<QTextBrowser>(*serialMonitor(*window), "textBrowser")->toPlainText();
+}
+
+bool Bench::isMonitorShown() const
+{
+    return serialMonitor(*window)->isVisible();
+}
+
+int Bench::listedDevices() const
+{
+    return child<QListWidget>(*window, "listWidget_devicelist")->count();
+}
+
+bool Bench::serves()
+{
+    if (!QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, patience))
+        return false;
+    pull();
+    plug();
+    const MessageBoxDriver boxes;
+    // A monitor that is still shown finds its device gone.
+    if (!QTest::qWaitFor([this, &boxes] { return !isMonitorShown() || !boxes.boxes().isEmpty(); },
+                         patience))
+        return false;
+
+    const int before = boxes.boxes().size();
+    if (!refreshDevices() || listedDevices() != 1 || !openMonitor()
+        || programOnDevice() != QLatin1String("Blink"))
+        return false;
+
+    child<QTextBrowser>(*serialMonitor(*window), "textBrowser")->clear();
+    send(greeting);
+    device->send("Heard: " + greeting.toUtf8());
+    const bool answered = QTest::qWaitFor(
+        [this] {
+            return device->received().endsWith(greeting.toUtf8())
+                && monitorText().endsWith(greeting);
+        },
+        patience);
+    serialMonitor(*window)->close();
+    const bool released = QTest::qWaitFor([this] { return !device->isOpen(); }, patience);
+    return answered && released && boxes.boxes().size() == before;
+}
