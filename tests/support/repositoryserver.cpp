@@ -276,3 +276,9 @@ int RepositoryServer::requestCount(const QString &address) const
 {
     return requests().count(address);
 }
+
+void RepositoryServer::forgetRequests()
+{
+    const QMutexLocker guard(&worker->lock);
+    worker->log.clear();
+}

@@ -62,6 +62,8 @@ public:
     // The absolute addresses, as they stood in the requests, in order of arrival.
     QStringList requests() const;
     int requestCount(const QString &address) const;
+    // Empties the list and starts all counts anew.
+    void forgetRequests();
 
 private:
     class Worker;
