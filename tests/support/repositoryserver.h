@@ -56,6 +56,10 @@ public:
     // For all addresses without answers of their own; until it is set they are not found.
     void serveEverythingElse(const Answer &answer);
 
+    // From now on; further connections wait until one of them is closed.
+    void acceptAtMost(int connections);
+    int mostConnections() const;
+
     // Sends what was held back for the address, once per request that came.
     void release(const QString &address);
 
