@@ -30,7 +30,7 @@ constexpr int indexesAtOnce = 5;
 const QString indexAddress = QStringLiteral("http://updates.korvex.example/vt_updater/"
                                             "file_list.txt");
 const QString sketchTail = QStringLiteral(".ino.with_bootloader.standard.hex");
-const QByteArray marker = "hostile"; // in the name of each file that could come to be
+const QByteArray marker = "Intruder"; // in the name of each file that could come to be
 
 QByteArray sketchName(Campaign::Dice *dice)
 {
@@ -286,7 +286,7 @@ void campaign_Index::generatedIndexes()
         refreshOneWindow(&dice, indexesPerWindow);
         if (QTest::currentTestFailed())
             return;
-        QCOMPARE(neighbours(), untouched);
+        QCOMPARE(neighbours().join('\n'), untouched.join('\n'));
         if (number == warmUp)
             memory = residentMemory();
     }

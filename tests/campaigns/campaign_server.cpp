@@ -125,7 +125,8 @@ void campaign_Server::init()
 {
     ApplicationDirectory::clear();
     server = std::make_unique<RepositoryServer>();
-    usage = describe(settledUsageOf(QCoreApplication::applicationPid()));
+    if (usage.isEmpty())
+        usage = describe(settledUsageOf(QCoreApplication::applicationPid()));
 }
 
 void campaign_Server::cleanup()
