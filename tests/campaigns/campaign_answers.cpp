@@ -15,7 +15,7 @@
 namespace {
 
 constexpr int packetSize = 62; // of the adapter
-constexpr qint64 memoryBound = 8 * 1024; // KiB
+constexpr qint64 memoryBound = 8LL * 1024; // KiB
 constexpr int queriesPerDevice = 100;
 
 const QString unknown = QStringLiteral("Unknown sketch");
@@ -241,13 +241,14 @@ void campaign_Answers::generatedAnswers()
             const Labels labels = labelsOf(window);
             whole += isWhole(last) ? 1 : 0;
             // The last answer of ten may come too late on a loaded machine.
-            if (!isWhole(last) && labels == Labels {unknown, QString()})
+            if (!isWhole(last) && labels == Labels {unknown, QString()}) {
                 ++late;
-            else
+            } else {
                 QVERIFY2(labels == labelsFor(last, before),
                          (answers.last().toPercentEncoding() + " shows " + quoted(labels)
                           + " in place of " + quoted(labelsFor(last, before)))
                              .constData());
+            }
             QCOMPARE(terminal.requests() < 10, isWhole(last));
         }
         window.CloseSerialPort();

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
-constexpr qint64 memoryBound = 16 * 1024; // KiB
+constexpr qint64 memoryBound = 16LL * 1024; // KiB
 
 // Managers stay until their window goes, so a window's share of memory is limited by its indexes.
 constexpr int indexesPerWindow = 100;

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int patience = 1200000; // ms
 constexpr int severalTicks = 500; // ms
-constexpr qint64 memoryBound = 32 * 1024; // KiB
+constexpr qint64 memoryBound = 32LL * 1024; // KiB
 
 constexpr int bytesPerTick = 1152; // at 115200 baud
 constexpr int ticksPerMinute = 600;
