@@ -21,6 +21,8 @@ namespace {
 constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
 constexpr qint64 memoryBound = 16LL * 1024; // KiB
 
+constexpr int threadsAtRest = 20; // a request that stays takes one
+
 // Managers stay until their window goes, so a window's share of memory is limited by its indexes.
 constexpr int indexesPerWindow = 100;
 
@@ -266,6 +268,10 @@ void campaign_Index::refreshOneWindow(Campaign::Dice *dice, int count)
                   + indexes.join("\n--\n").toPercentEncoding())
                      .constData());
     }
+    const auto isAtRest = [] {
+        return usageOf(QCoreApplication::applicationPid()).threads < threadsAtRest;
+    };
+    QVERIFY(QTest::qWaitFor(isAtRest, patience));
 }
 
 void campaign_Index::generatedIndexes()

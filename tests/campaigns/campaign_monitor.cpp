@@ -259,6 +259,8 @@ void campaign_Monitor::anHourOfTicks()
             QCoreApplication::processEvents();
         }
         minuteTimes.append(time.elapsed());
+        if (minute % 5 == 0)
+            qInfo("minute %d takes %lld ms", minute, minuteTimes.last());
     }
 
     auto *text = child<QTextBrowser>(monitor, "textBrowser");

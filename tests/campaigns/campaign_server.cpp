@@ -22,6 +22,7 @@ namespace {
 constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
 constexpr int connectionsAtOnce = 50;
 constexpr int second = 1000; // ms
+constexpr int usedAtRest = 20; // threads or descriptors; a download that stays takes one or two
 
 // Each download takes a thread's descriptor and a connection's.
 const QString narrowLimit = QStringLiteral("-n 256");
@@ -296,7 +297,10 @@ void campaign_Server::fewDescriptors()
     QVERIFY2(installed.isRunning(), installed.output().constData());
     QCOMPARE(installed.sketchCount(), files);
     QCOMPARE(NumberedSketches::damaged(installed.sketches()), QStringList());
-    qInfo("%d files, left %s", files, describe(settledUsageOf(installed.id())).constData());
+    const ProcessUsage left = settledUsageOf(installed.id());
+    qInfo("%d files, left %s", files, describe(left).constData());
+    QVERIFY(left.descriptors < usedAtRest);
+    QVERIFY(left.threads < usedAtRest);
 }
 
 // The system's library ends a process that has no descriptor left for another thread.
