@@ -10,6 +10,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <atomic>
 #include <sys/socket.h>
 
 namespace {
@@ -154,6 +155,8 @@ public:
     QStringList log;
     QStringList released;
     quint16 port = 0;
+    std::atomic<int> most = {0};
+    std::atomic<int> limit = {backlog};
 
 private:
     struct Held
@@ -164,10 +167,23 @@ private:
 
     void welcome()
     {
-        while (QTcpSocket *socket = server.nextPendingConnection()) {
+        while (open < limit) {
+            QTcpSocket *socket = server.nextPendingConnection();
+            if (socket == nullptr)
+                return;
+            if (socket->state() != QAbstractSocket::ConnectedState) {
+                socket->deleteLater(); // gone while it waited
+                continue;
+            }
+            ++open;
+            most = qMax(int(most), open);
             QObject::connect(socket, &QTcpSocket::readyRead, socket,
                              [this, socket] { readRequests(socket); });
-            QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            QObject::connect(socket, &QTcpSocket::disconnected, socket, [this, socket] {
+                socket->deleteLater();
+                --open;
+                welcome();
+            });
             readRequests(socket);
         }
     }
@@ -225,6 +241,7 @@ private:
     }
 
     QThread thread;
+    int open = 0; // connections
     QTcpServer server;
     QMultiHash<QString, Held> held;
 };
@@ -260,6 +277,16 @@ void RepositoryServer::serveEverythingElse(const Answer &answer)
     worker->otherAnswer = answer;
 }
 
+void RepositoryServer::acceptAtMost(int connections)
+{
+    worker->limit = connections;
+}
+
+int RepositoryServer::mostConnections() const
+{
+    return worker->most;
+}
+
 void RepositoryServer::release(const QString &address)
 {
     const QMutexLocker guard(&worker->lock);
@@ -275,4 +302,10 @@ QStringList RepositoryServer::requests() const
 int RepositoryServer::requestCount(const QString &address) const
 {
     return requests().count(address);
+}
+
+void RepositoryServer::forgetRequests()
+{
+    const QMutexLocker guard(&worker->lock);
+    worker->log.clear();
 }

@@ -56,12 +56,18 @@ public:
     // For all addresses without answers of their own; until it is set they are not found.
     void serveEverythingElse(const Answer &answer);
 
+    // From now on; further connections wait until one of them is closed.
+    void acceptAtMost(int connections);
+    int mostConnections() const;
+
     // Sends what was held back for the address, once per request that came.
     void release(const QString &address);
 
     // The absolute addresses, as they stood in the requests, in order of arrival.
     QStringList requests() const;
     int requestCount(const QString &address) const;
+    // Empties the list and starts all counts anew.
+    void forgetRequests();
 
 private:
     class Worker;

@@ -1,0 +1,281 @@
+// Torrents of bytes into the open serial monitor: the window lives, and Clear gives all back.
+#include "campaign.h"
+#include "mainwindow/mainwindow.h"
+#include "serialmonitor/serialmonitor.h"
+#include "support/applicationdirectory.h"
+#include "support/pluggeddevice.h"
+#include "support/processusage.h"
+#include "support/windowdriver.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+#include <QTextBrowser>
+#include <QTextDocument>
+#include <QTimer>
+
+#include <atomic>
+#include <thread>
+
+namespace {
+
+constexpr int patience = 1200000; // ms
+constexpr int severalTicks = 500; // ms
+constexpr qint64 memoryBound = 32LL * 1024; // KiB
+
+constexpr int bytesPerTick = 1152; // at 115200 baud
+constexpr int ticksPerMinute = 600;
+
+constexpr int blockSize = 4096;
+
+const QByteArray endMark = "\r\nEND OF THE CAMPAIGN\r\n";
+
+QTextBrowser *view(const QWidget &window)
+{
+    return child<QTextBrowser>(*serialMonitor(window), "textBrowser");
+}
+
+using Filling = QByteArray (*)(Campaign::Dice *);
+
+QByteArray lines(Campaign::Dice *dice)
+{
+    QByteArray block;
+    while (block.size() < blockSize)
+        block += "temperature " + QByteArray::number(dice->below(1000)) + "\r\n";
+    return block;
+}
+
+QByteArray lineFeeds(Campaign::Dice *dice)
+{
+    return lines(dice).replace("\r\n", "\n");
+}
+
+QByteArray withoutLineEnds(Campaign::Dice *dice)
+{
+    QByteArray block;
+    while (block.size() < blockSize)
+        block.append(char('a' + dice->below(26)));
+    return block;
+}
+
+QByteArray mixedLineEnds(Campaign::Dice *dice)
+{
+    static const QList<QByteArray> ends = {"\r\n", "\n", "\r", "\n\r", "\r\r\n", "\n\n\n"};
+    QByteArray block;
+    while (block.size() < blockSize)
+        block += QByteArray::number(dice->below(1000)) + dice->oneOf(ends);
+    return block;
+}
+
+QByteArray anyBytes(Campaign::Dice *dice)
+{
+    QByteArray block;
+    while (block.size() < blockSize)
+        block.append(char(1 + dice->below(255)));
+    return block;
+}
+
+QByteArray withNuls(Campaign::Dice *dice)
+{
+    QByteArray block = anyBytes(dice);
+    block[dice->below(blockSize)] = '\0';
+    return block;
+}
+
+QByteArray mixture(Campaign::Dice *dice)
+{
+    static const QList<Filling> fillings = {lines, withoutLineEnds, mixedLineEnds, anyBytes,
+                                            withNuls};
+    return dice->oneOf(fillings)(dice);
+}
+
+// The longest time in which the event loop did not turn.
+class StallWatch
+{
+public:
+    StallWatch()
+    {
+        QObject::connect(&timer, &QTimer::timeout, &timer,
+                         [this] { longest = qMax(longest, sinceTurn.restart()); });
+        sinceTurn.start();
+        timer.start(10);
+    }
+
+    qint64 longestStall() const { return qMax(longest, sinceTurn.elapsed()); }
+
+private:
+    QTimer timer;
+    QElapsedTimer sinceTurn;
+    qint64 longest = 0; // ms
+};
+
+// Writes as fast as the terminal takes it, in a thread of its own.
+class Torrent
+{
+public:
+    Torrent(ScriptedDevice *device, Filling filling, qint64 size)
+        : thread([this, device, filling, size] {
+            Campaign::Dice dice;
+            for (qint64 sent = 0; sent < size; sent += blockSize)
+                device->send(filling(&dice).left(blockSize));
+            done = true;
+        })
+    {
+    }
+    ~Torrent() { thread.join(); }
+
+    Torrent(const Torrent &) = delete;
+    Torrent &operator=(const Torrent &) = delete;
+
+    bool isDone() const { return done; }
+
+private:
+    std::atomic<bool> done = {false};
+    std::thread thread;
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Filling)
+
+class campaign_Monitor : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+
+    void asFastAsItGoes_data();
+    void asFastAsItGoes();
+    void atTheAdaptersRate_data();
+    void atTheAdaptersRate();
+};
+
+void campaign_Monitor::init()
+{
+    ApplicationDirectory::clear();
+}
+
+void campaign_Monitor::cleanup()
+{
+    ApplicationDirectory::clear();
+}
+
+void campaign_Monitor::cleanupTestCase()
+{
+    letFadesEnd();
+}
+
+void campaign_Monitor::asFastAsItGoes_data()
+{
+    QTest::addColumn<Filling>("filling");
+    QTest::addColumn<int>("megabytes");
+
+    const int some = Campaign::count(0, 1);
+    QTest::newRow("lines") << Filling(lines) << some * 5;
+    QTest::newRow("without line ends") << Filling(withoutLineEnds) << some * 5;
+    QTest::newRow("mixed line ends") << Filling(mixedLineEnds) << some;
+    QTest::newRow("any bytes") << Filling(anyBytes) << some * 5;
+    QTest::newRow("with NUL bytes") << Filling(withNuls) << some * 5;
+    QTest::newRow("a mixture of all") << Filling(mixture) << Campaign::count(1, 20);
+}
+
+void campaign_Monitor::asFastAsItGoes()
+{
+    QFETCH(Filling, filling);
+    QFETCH(int, megabytes);
+    const qint64 size = megabytes > 0 ? megabytes * 1000000LL : 200000;
+    PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    view(window)->append(QStringLiteral("fonts"));
+    QTest::qWait(severalTicks);
+    const qint64 memory = residentMemory();
+    StallWatch watch;
+    QElapsedTimer time;
+    time.start();
+
+    {
+        const Torrent torrent(&device, filling, size);
+        QVERIFY(QTest::qWaitFor([&] { return torrent.isDone(); }, patience));
+    }
+    QVERIFY(QTest::qWaitFor([&] { return device.unread() == 0; }, patience));
+    QTest::qWait(severalTicks);
+    const double seconds = double(time.elapsed() - severalTicks) / 1000.0;
+    device.send(endMark);
+    QTRY_VERIFY_WITH_TIMEOUT(view(window)->toPlainText().contains(QLatin1String("END OF THE")),
+                             patience);
+    QVERIFY(window.isVisible());
+    QVERIFY(serialMonitor(window)->isVisible());
+    const int characters = view(window)->document()->characterCount();
+    const int paragraphs = view(window)->document()->blockCount();
+    const qint64 full = residentMemory() - memory;
+
+    QVERIFY(click(*serialMonitor(window), "pushButton_2"));
+    QTest::qWait(severalTicks);
+    QCOMPARE(view(window)->toPlainText(), QString());
+    const qint64 kept = residentMemory() - memory;
+    qInfo("%lld bytes in %.1f s, %.1f MB/s; %d characters in %d paragraphs take %lld MiB; the loop "
+          "stood still for %lld ms at most; %lld KiB are kept after Clear",
+          size, seconds, double(size) / 1e6 / seconds, characters, paragraphs, full / 1024,
+          watch.longestStall(), kept);
+    QVERIFY(characters > (filling == Filling(withNuls) ? 0 : size / 20));
+    QVERIFY(kept < memoryBound);
+}
+
+void campaign_Monitor::atTheAdaptersRate_data()
+{
+    QTest::addColumn<Filling>("filling");
+    QTest::addColumn<int>("minutes");
+
+    // Below the height at which the view lays out all of its text at each append.
+    QTest::newRow("lines") << Filling(lines) << Campaign::count(1, 50);
+    QTest::newRow("without line ends") << Filling(withoutLineEnds) << Campaign::count(1, 45);
+    QTest::newRow("line feeds") << Filling(lineFeeds) << Campaign::count(1, 10);
+    QTest::newRow("mixed line ends") << Filling(mixedLineEnds) << Campaign::count(1, 2);
+}
+
+// Without the time that it takes: each tick appends what came since the one before.
+void campaign_Monitor::atTheAdaptersRate()
+{
+    QFETCH(Filling, filling);
+    QFETCH(int, minutes);
+    const int ticks = minutes * ticksPerMinute;
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.appendToSerialMonitor(QStringLiteral("fonts"));
+    QTest::qWait(severalTicks);
+    const qint64 memory = residentMemory();
+    Campaign::Dice dice;
+    QList<qint64> minuteTimes;
+
+    for (int minute = 0; minute < minutes; ++minute) {
+        QElapsedTimer time;
+        time.start();
+        for (int tick = 0; tick < ticksPerMinute; ++tick) {
+            const QByteArray block = filling(&dice).left(bytesPerTick);
+            monitor.appendToSerialMonitor(QString::fromUtf8(block).remove(QStringLiteral("\r\n")));
+            QCoreApplication::processEvents();
+        }
+        minuteTimes.append(time.elapsed());
+    }
+
+    auto *text = child<QTextBrowser>(monitor, "textBrowser");
+    QVERIFY(text->document()->blockCount() > ticks);
+    const int paragraphs = text->document()->blockCount();
+    const qint64 full = residentMemory() - memory;
+    QVERIFY(click(monitor, "pushButton_2"));
+    QTest::qWait(severalTicks);
+    const qint64 kept = residentMemory() - memory;
+    qInfo(
+        "%d minutes; the first takes %lld ms, the last %lld ms; %d paragraphs take %lld MiB; %lld "
+        "KiB are kept after Clear",
+        minutes, minuteTimes.first(), minuteTimes.last(), paragraphs, full / 1024, kept);
+    QVERIFY(kept < memoryBound);
+}
+
+QTEST_MAIN(campaign_Monitor)
+
+#include "campaign_monitor.moc"

@@ -1,0 +1,67 @@
+// Reads the process file system.
+#include "processusage.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTest>
+
+#include <malloc.h>
+
+namespace {
+
+int entryCount(const QString &directory)
+{
+    return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
+
+} // namespace
+
+bool operator==(ProcessUsage one, ProcessUsage other)
+{
+    return one.threads == other.threads && one.descriptors == other.descriptors;
+}
+
+QByteArray describe(ProcessUsage usage)
+{
+    return QByteArray::number(usage.threads) + " threads, " + QByteArray::number(usage.descriptors)
+        + " descriptors";
+}
+
+ProcessUsage usageOf(qint64 process)
+{
+    const QString directory = QStringLiteral("/proc/%1/").arg(process);
+    return {entryCount(directory + QStringLiteral("task")),
+            entryCount(directory + QStringLiteral("fd"))};
+}
+
+ProcessUsage settledUsageOf(qint64 process)
+{
+    ProcessUsage usage = usageOf(process);
+    QElapsedTimer unchanged;
+    unchanged.start();
+    while (unchanged.elapsed() < 1000) {
+        QTest::qWait(20);
+        const ProcessUsage now = usageOf(process);
+        if (now == usage)
+            continue;
+        usage = now;
+        unchanged.restart();
+    }
+    return usage;
+}
+
+qint64 residentMemory()
+{
+    malloc_trim(0);
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray key = "VmRSS:";
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(key))
+            return line.mid(key.size()).trimmed().split(' ').first().toLongLong();
+    }
+    return 0;
+}

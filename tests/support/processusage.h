@@ -1,0 +1,27 @@
+// What a process holds of the system: threads, descriptors, memory.
+#ifndef PROCESSUSAGE_H
+#define PROCESSUSAGE_H
+
+#include <QByteArray>
+#include <QtGlobal>
+
+struct ProcessUsage
+{
+    int threads = 0;
+    int descriptors = 0;
+};
+
+bool operator==(ProcessUsage one, ProcessUsage other);
+
+// For people, and to compare in a test.
+QByteArray describe(ProcessUsage usage);
+
+ProcessUsage usageOf(qint64 process);
+
+// The usage once it has not changed for a second; runs the event loop meanwhile.
+ProcessUsage settledUsageOf(qint64 process);
+
+// The resident memory of this process in KiB, after the allocator has given back what it can.
+qint64 residentMemory();
+
+#endif
