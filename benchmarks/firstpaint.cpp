@@ -4,7 +4,6 @@
 #include <QEvent>
 #include <QFile>
 #include <QRegularExpression>
-#include <QTimer>
 
 #include <cstdio>
 #include <ctime>
@@ -29,7 +28,7 @@ int kilobytes(const QString &file, const QString &key)
     return line.match(QString::fromLatin1(status.readAll())).captured(1).toInt();
 }
 
-void report()
+[[noreturn]] void report()
 {
     const long long painted = now();
     std::printf("painted %lld\nresident %d\nprivate %d\n", painted,
@@ -47,15 +46,16 @@ public:
     // The paint goes on after this; the timer fires when it has reached the screen.
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && !seen) {
-            seen = true;
-            QTimer::singleShot(0, report);
-        }
+        if (event->type() == QEvent::Paint && timer == 0)
+            timer = startTimer(0);
         return false;
     }
 
+protected:
+    void timerEvent(QTimerEvent *) override { report(); }
+
 private:
-    bool seen = false;
+    int timer = 0;
 };
 
 void watch()

@@ -125,7 +125,7 @@ void run(Load *load, int seconds)
     load->responsiveness.start();
     QElapsedTimer time;
     time.start();
-    while (time.elapsed() < seconds * 1000)
+    while (time.elapsed() < seconds * 1000LL)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     load->processorTime = processorTime() - start;
 }

@@ -70,9 +70,8 @@ int main(int argc, char *argv[])
             return answered;
         });
         const double opening = microseconds([&] { return window.OpenSerialPort(name); });
-        const double exchange = microseconds([&] {
-            return window.getDeviceSketchVersion() == QLatin1String("Version:Blink__3");
-        });
+        const double exchange = microseconds(
+            [&] { return window.getDeviceSketchVersion() == QLatin1String("Version:Blink__3"); });
         window.CloseSerialPort();
         const double bareExchange = microseconds([&] { return BareExchange::query(keeper); });
         std::printf("bare-opening %f\nopening %f\nbare-exchange %f\nexchange %f\n", bareOpening,

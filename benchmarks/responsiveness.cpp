@@ -29,6 +29,12 @@ void Responsiveness::start()
     timer.start(interval);
 }
 
+void Responsiveness::stop()
+{
+    tick();
+    timer.stop();
+}
+
 void Responsiveness::tick()
 {
     const double now = threadTime();

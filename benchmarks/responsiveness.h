@@ -12,6 +12,8 @@ public:
     Responsiveness();
 
     void start();
+    // Counts what has passed since the timer came last.
+    void stop();
     // ms; without what the timer itself waits.
     double longestGap() const { return gap; }
     double longestWork() const { return work; }

@@ -44,7 +44,7 @@ int main(int argc, char *argv[])
     while (list->count() != count || status->text() != QLatin1String("Local repository up-to-date"))
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     const double synchronised = double(time.nsecsElapsed()) / 1e6;
-    QCoreApplication::processEvents();
+    responsiveness.stop();
 
     std::printf("built %f\nsynchronised %f\ngap %f\nwork %f\n", built, synchronised,
                 responsiveness.longestGap(), responsiveness.longestWork());
