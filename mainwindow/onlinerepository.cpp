@@ -8,6 +8,7 @@
 #include <QNetworkInterface>
 #include <QNetworkReply>
 #include <QSaveFile>
+#include <QSet>
 
 #include <algorithm>
 
@@ -43,6 +44,12 @@ QStringList indexEntries(const QByteArray &index)
 {
     // Up to a NUL byte, if any.
     return QString::fromUtf8(index.constData()).split(QLatin1Char('\n'));
+}
+
+// For looking up each entry of one long list in another.
+QSet<QString> setOf(const QStringList &names)
+{
+    return QSet<QString>(names.cbegin(), names.cend());
 }
 
 // A disk that is nearly full takes a part, and gives its reason when it is asked to take the rest.
@@ -116,17 +123,19 @@ void MainWindow::downloadFilesFromOnlineRepository()
 
 void MainWindow::removeStaleSketches()
 {
+    const QSet<QString> listed = setOf(onlineRepositoryFilenameList);
     for (const Sketch &sketch : qAsConst(sketchList)) {
-        if (!onlineRepositoryFilenameList.contains(sketch.fileInfo.fileName()))
+        if (!listed.contains(sketch.fileInfo.fileName()))
             QFile::remove(sketch.fileInfo.absoluteFilePath());
     }
 }
 
 bool MainWindow::downloadMissingFiles()
 {
+    const QSet<QString> present = setOf(localRepositoryFilenameList);
     bool started = false;
     for (const QString &fileName : qAsConst(onlineRepositoryFilenameList)) {
-        if (localRepositoryFilenameList.contains(fileName))
+        if (present.contains(fileName))
             continue;
         auto *manager = new QNetworkAccessManager(this);
         connect(manager,

@@ -1,0 +1,25 @@
+// The least that a program with a Qt window can be; with --timer also an empty 100 ms timer.
+#include <QApplication>
+#include <QMainWindow>
+#include <QTimer>
+
+namespace {
+
+constexpr int interval = 100; // ms
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication application(argc, argv);
+    QMainWindow window;
+    window.setFixedSize(430, 332);
+
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [] {});
+    if (QCoreApplication::arguments().contains(QStringLiteral("--timer")))
+        timer.start(interval);
+
+    window.show();
+    return QApplication::exec();
+}

@@ -1,0 +1,68 @@
+// Linked to a program, ends it when its first window has been painted, and says when that was (ns
+// of the monotonic clock) and how much memory was resident and its own (kB).
+#include <QCoreApplication>
+#include <QEvent>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <cstdio>
+#include <ctime>
+#include <unistd.h>
+
+namespace {
+
+long long now()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
+
+int kilobytes(const QString &file, const QString &key)
+{
+    QFile status(file);
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QRegularExpression line(QStringLiteral("^%1:\\s*(\\d+)").arg(key),
+                                  QRegularExpression::MultilineOption);
+    return line.match(QString::fromLatin1(status.readAll())).captured(1).toInt();
+}
+
+[[noreturn]] void report()
+{
+    const long long painted = now();
+    std::printf("painted %lld\nresident %d\nprivate %d\n", painted,
+                kilobytes(QStringLiteral("/proc/self/status"), QStringLiteral("VmRSS")),
+                kilobytes(QStringLiteral("/proc/self/smaps_rollup"), QStringLiteral("Pss_Anon")));
+    std::fflush(stdout);
+    _exit(0);
+}
+
+class FirstPaint : public QObject
+{
+public:
+    using QObject::QObject;
+
+    // The paint goes on after this; the timer fires when it has reached the screen.
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && timer == 0)
+            timer = startTimer(0);
+        return false;
+    }
+
+protected:
+    void timerEvent(QTimerEvent *) override { report(); }
+
+private:
+    int timer = 0;
+};
+
+void watch()
+{
+    QCoreApplication::instance()->installEventFilter(new FirstPaint(QCoreApplication::instance()));
+}
+
+} // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(watch)
