@@ -23,5 +23,7 @@ ProcessUsage settledUsageOf(qint64 process);
 
 // The resident memory of this process in KiB, after the allocator has given back what it can.
 qint64 residentMemory();
+// Always true under a sanitizer, which keeps freed memory for itself and looks for leaks anyway.
+bool staysWithin(qint64 growth, qint64 bound);
 
 #endif
