@@ -71,6 +71,7 @@ void tst_Life::initTestCase()
 void tst_Life::cleanupTestCase()
 {
     delete window;
+    letFadesEnd();
     ApplicationDirectory::clear();
 }
 

@@ -299,6 +299,7 @@ class tst_Translation : public QObject
 
 private slots:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -336,6 +337,11 @@ void tst_Translation::initTestCase()
 void tst_Translation::init()
 {
     ApplicationDirectory::clear();
+}
+
+void tst_Translation::cleanupTestCase()
+{
+    letFadesEnd();
 }
 
 void tst_Translation::cleanup()

@@ -312,7 +312,7 @@ void tst_Upload::cleanup()
 
 void tst_Upload::cleanupTestCase()
 {
-    QTest::qWait(100); // a fade sees at its next step that its widget is gone, and deletes itself
+    letFadesEnd();
 }
 
 void tst_Upload::missingSelections_data()
