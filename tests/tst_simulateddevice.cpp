@@ -25,6 +25,7 @@ constexpr int settleMs = 200;
 constexpr int answerMs = 1000;
 constexpr int queryAttempts = 10;
 constexpr int processMs = 60000;
+constexpr int manyTimes = 5000;
 constexpr int flashSize = 0x8000;
 constexpr int bootSectionStart = 0x7c00;
 
@@ -112,6 +113,7 @@ private slots:
     void longTextArrivesInPackets();
     void wrongSpeedIsNotUnderstood();
     void risingDtrResetsTheChip();
+    void resetsWithoutPauseDoNoHarm();
     void uploadReplacesTheSketchAndNothingElse();
     void portGivenUpWhileUnplugged();
     void replugBringsThePortBack();
@@ -295,6 +297,19 @@ void tst_InsideTheDevice::risingDtrResetsTheChip()
     QVERIFY(port.setRequestToSend(false));
     QVERIFY(port.isDataTerminalReady());
     QCOMPARE(statusNumber(QStringLiteral("resets")), resets + 1);
+}
+
+void tst_InsideTheDevice::resetsWithoutPauseDoNoHarm()
+{
+    QSerialPort port;
+    open(port);
+    const int resets = statusNumber(QStringLiteral("resets"));
+    for (int time = 0; time < manyTimes; ++time) {
+        QVERIFY(port.setDataTerminalReady(false));
+        QVERIFY(port.setDataTerminalReady(true));
+    }
+    QCOMPARE(statusNumber(QStringLiteral("resets")), resets + manyTimes);
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
 }
 
 void tst_InsideTheDevice::uploadReplacesTheSketchAndNothingElse()
@@ -699,6 +714,7 @@ void tst_SimulatedDevice::insideTheDevice_data()
     row("a long text arrives in packets of 62 bytes", "longTextArrivesInPackets");
     row("a wrong speed is not understood", "wrongSpeedIsNotUnderstood");
     row("a rising DTR resets the chip", "risingDtrResetsTheChip");
+    row("resets without a pause do no harm", "resetsWithoutPauseDoNoHarm");
     row("an upload replaces the sketch and nothing else", "uploadReplacesTheSketchAndNothingElse",
         "ttyUSB0", "6001", "", "Metronome__2");
     row("an upload works under another port name", "uploadReplacesTheSketchAndNothingElse",

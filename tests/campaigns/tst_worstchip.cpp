@@ -53,7 +53,7 @@ private:
 // The bootloader listens for a second, so the sketch never starts.
 QString restartWithoutEnd()
 {
-    return QStringLiteral("while ") + control + QStringLiteral("reset; do sleep 0.3; done");
+    return QStringLiteral("while ") + control + QStringLiteral("reset; do sleep 0.1; done");
 }
 
 } // namespace

@@ -63,9 +63,6 @@ std::string Device::status() const
 
 void Device::portOpened()
 {
-    // A program may have opened the port in the moment before it was unplugged.
-    if (!isPlugged())
-        return;
     ++m_opens;
     m_adapter.open();
 }

@@ -5,8 +5,10 @@
 #include "error.h"
 #include "filedescriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -80,6 +82,12 @@ void refuse(UMockdevIoctlClient *client, int errorNumber)
     umockdev_ioctl_client_complete(client, -1, errorNumber);
 }
 
+bool isOurs(gulong request)
+{
+    constexpr gulong requests[] = {TIOCEXCL, TIOCNXCL, TIOCMGET, TIOCMSET, TIOCMBIS, TIOCMBIC};
+    return std::find(std::begin(requests), std::end(requests), request) != std::end(requests);
+}
+
 int changedLines(gulong request, int lines, int word)
 {
     switch (request) {
@@ -93,6 +101,22 @@ int changedLines(gulong request, int lines, int word)
 }
 
 } // namespace
+
+// What a program did with the port, on its way to the main loop.
+struct Testbed::Event
+{
+    Testbed *testbed;
+    Handler handler;
+    std::unique_ptr<UMockdevIoctlClient, Unref> client;
+
+    static gboolean deliver(gpointer self)
+    {
+        auto *event = static_cast<Event *>(self);
+        (event->testbed->*event->handler)(event->client.get());
+        return G_SOURCE_REMOVE;
+    }
+    static void discard(gpointer self) { delete static_cast<Event *>(self); }
+};
 
 Testbed::Testbed(const AdapterIdentity &identity, PortListener &listener)
     : m_identity(identity)
@@ -173,6 +197,8 @@ void Testbed::removeAdapter()
         umockdev_testbed_uevent(m_testbed.get(), device.c_str(), "remove");
         umockdev_testbed_remove_device(m_testbed.get(), device.c_str());
     }
+    m_port.clear();
+    m_usbDevice.clear();
 }
 
 std::string Testbed::linkPath() const
@@ -182,44 +208,56 @@ std::string Testbed::linkPath() const
 
 void Testbed::onConnected(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self)
 {
-    self->m_clients.insert(client);
-    self->m_listener.portOpened();
+    self->post(client, &Testbed::open);
 }
 
 void Testbed::onVanished(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self)
 {
-    if (self->m_clients.erase(client) && self->m_clients.empty())
-        self->m_listener.portClosed();
+    self->post(client, &Testbed::close);
 }
 
 gboolean Testbed::onIoctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self)
 {
-    if (!self->m_clients.count(client)) {
-        refuse(client, EIO);
-        return TRUE;
-    }
-    return self->handleIoctl(client);
+    if (!isOurs(umockdev_ioctl_client_get_request(client)))
+        return FALSE;
+    self->post(client, &Testbed::handleIoctl);
+    return TRUE;
 }
 
-bool Testbed::handleIoctl(UMockdevIoctlClient *client)
+// The chip must not be reset by one thread while the main loop's runs it.
+void Testbed::post(UMockdevIoctlClient *client, Handler handler)
 {
+    auto *event = new Event {this, handler, {}};
+    event->client.reset(UMOCKDEV_IOCTL_CLIENT(g_object_ref(client)));
+    g_idle_add_full(G_PRIORITY_DEFAULT, &Event::deliver, event, &Event::discard);
+}
+
+void Testbed::open(UMockdevIoctlClient *client)
+{
+    // A program may have opened the port in the moment before it was unplugged.
+    if (m_port.empty())
+        return;
+    m_clients.insert(client);
+    m_listener.portOpened();
+}
+
+void Testbed::close(UMockdevIoctlClient *client)
+{
+    if (m_clients.erase(client) && m_clients.empty())
+        m_listener.portClosed();
+}
+
+void Testbed::handleIoctl(UMockdevIoctlClient *client)
+{
+    if (!m_clients.count(client))
+        return refuse(client, EIO);
+
     const gulong request = umockdev_ioctl_client_get_request(client);
-    switch (request) {
-    case TIOCEXCL:
-    case TIOCNXCL:
-        succeed(client);
-        return true;
-    case TIOCMGET:
-        tellModemLines(client);
-        return true;
-    case TIOCMSET:
-    case TIOCMBIS:
-    case TIOCMBIC:
-        changeModemLines(client, request);
-        return true;
-    default:
-        return false;
-    }
+    if (request == TIOCEXCL || request == TIOCNXCL)
+        return succeed(client);
+    if (request == TIOCMGET)
+        return tellModemLines(client);
+    changeModemLines(client, request);
 }
 
 void Testbed::tellModemLines(UMockdevIoctlClient *client)

@@ -27,7 +27,8 @@ public:
     virtual void setModemLines(int lines) = 0;
 };
 
-// Shows the adapter in sysfs, udev and /dev to this process and its children.
+// Shows the adapter in sysfs, udev and /dev to this process and its children. The listener is told
+// from the main loop, one thing after another.
 class Testbed
 {
 public:
@@ -45,12 +46,19 @@ private:
         void operator()(gpointer object) const { g_object_unref(object); }
     };
 
+    using Handler = void (Testbed::*)(UMockdevIoctlClient *client);
+    struct Event;
+
+    // Called by umockdev, in a thread of its own.
     static void onConnected(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self);
     static void onVanished(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self);
     static gboolean onIoctl(UMockdevIoctlBase *, UMockdevIoctlClient *client, Testbed *self);
+    void post(UMockdevIoctlClient *client, Handler handler);
 
     void attachIoctlHandler();
-    bool handleIoctl(UMockdevIoctlClient *client);
+    void open(UMockdevIoctlClient *client);
+    void close(UMockdevIoctlClient *client);
+    void handleIoctl(UMockdevIoctlClient *client);
     void tellModemLines(UMockdevIoctlClient *client);
     void changeModemLines(UMockdevIoctlClient *client, gulong request);
     std::string addUsbDevice();
