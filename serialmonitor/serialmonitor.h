@@ -16,7 +16,7 @@ public:
     explicit SerialMonitor(QWidget *parent);
     ~SerialMonitor() override;
 
-    // Each call makes one paragraph.
+    // Each call makes one paragraph. The oldest paragraphs go when the view can hold no more.
     void appendToSerialMonitor(QString text);
 
     void scheduleToSendAndClear();
@@ -31,6 +31,10 @@ private slots:
     void on_lineEdit_returnPressed();
 
 private:
+    void keepTextOnOnePage();
+    // How much shorter the text is afterwards, in pixels.
+    int dropOldestText();
+
     QString toSendText;
     Ui_SerialMonitor *ui; // owned
 };

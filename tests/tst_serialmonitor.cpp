@@ -14,6 +14,7 @@
 #include <QMetaMethod>
 #include <QPointer>
 #include <QPushButton>
+#include <QRandomGenerator>
 #include <QScrollBar>
 #include <QTest>
 #include <QTextBrowser>
@@ -22,6 +23,7 @@
 namespace {
 
 constexpr int severalTicks = 400; // ms
+constexpr double endOfQtsPage = 8388607; // px
 
 QLineEdit *line(const QWidget &monitor)
 {
@@ -62,6 +64,34 @@ void fill(SerialMonitor &monitor)
 {
     for (int number = 0; number < 200; ++number)
         monitor.appendToSerialMonitor(QStringLiteral("line %1").arg(number));
+}
+
+// Makes the text of thousands of lines as tall as that of a million.
+void useTallLines(const SerialMonitor &monitor)
+{
+    QFont font = view(monitor)->font();
+    font.setPixelSize(1000);
+    view(monitor)->setFont(font);
+}
+
+// One letter each, so that it takes one line at any width.
+QString letters(int count)
+{
+    static QRandomGenerator random(328);
+    QString lines;
+    for (int number = 0; number < count; ++number) {
+        lines += QLatin1Char(char('a' + random.bounded(26)));
+        lines += QLatin1Char('\n');
+    }
+    lines.chop(1);
+    return lines;
+}
+
+// Of the first character that the view shows, counted from the end of the text.
+int placeOfTopLine(const SerialMonitor &monitor)
+{
+    const QTextBrowser *text = view(monitor);
+    return text->document()->characterCount() - text->cursorForPosition(QPoint(0, 1)).position();
 }
 
 QStringList ownSlots(const QMetaObject &metaObject)
@@ -106,6 +136,9 @@ private slots:
     void eachCallAppendsAParagraph();
     void automaticScroll_data();
     void automaticScroll();
+    void aTallTextIsLaidOutAnew();
+    void theOldestTextGoesWhenTheViewIsFull_data();
+    void theOldestTextGoesWhenTheViewIsFull();
     void clearEmptiesTheViewOnly();
 
     void noDeviceIsSelected();
@@ -321,6 +354,65 @@ void tst_SerialMonitor::automaticScroll()
 
     QVERIFY(bar->maximum() > oldMaximum);
     QCOMPARE(bar->value(), automatic ? bar->maximum() : before);
+}
+
+void tst_SerialMonitor::aTallTextIsLaidOutAnew()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    useTallLines(monitor);
+    for (int time = 0; time < 16; ++time)
+        monitor.appendToSerialMonitor(letters(500));
+    const double height = view(monitor)->document()->size().height();
+    QVERIFY(height > endOfQtsPage);
+
+    monitor.resize(monitor.width() + 100, monitor.height());
+
+    QCOMPARE(view(monitor)->document()->size().height(), height);
+    QTRY_COMPARE(view(monitor)->verticalScrollBar()->maximum(),
+                 int(height) - view(monitor)->viewport()->height());
+}
+
+void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull_data()
+{
+    QTest::addColumn<bool>("automatic");
+    QTest::newRow("while the view follows the text") << true;
+    QTest::newRow("while the view stays where it is") << false;
+}
+
+void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull()
+{
+    QFETCH(bool, automatic);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    useTallLines(monitor);
+    child<QCheckBox>(monitor, "checkBox")->setChecked(automatic);
+    const QScrollBar *bar = view(monitor)->verticalScrollBar();
+
+    QString received = letters(500);
+    monitor.appendToSerialMonitor(received);
+    while (bar->maximum() < 9000000) {
+        QCOMPARE(view(monitor)->toPlainText(), received);
+        const QString more = letters(500);
+        received += QLatin1Char('\n') + more;
+        monitor.appendToSerialMonitor(more);
+    }
+    view(monitor)->verticalScrollBar()->setValue(bar->maximum() / 2);
+    int place = placeOfTopLine(monitor);
+    while (view(monitor)->toPlainText() == received) {
+        const QString more = letters(500);
+        received += QLatin1Char('\n') + more;
+        place += 1 + more.size();
+        monitor.appendToSerialMonitor(more);
+    }
+
+    const QString kept = view(monitor)->toPlainText();
+    QVERIFY(kept.size() > received.size() * 8 / 10);
+    QVERIFY(received.endsWith(QLatin1Char('\n') + kept));
+    if (automatic)
+        QCOMPARE(bar->value(), bar->maximum());
+    else
+        QCOMPARE(placeOfTopLine(monitor), place);
 }
 
 void tst_SerialMonitor::clearEmptiesTheViewOnly()

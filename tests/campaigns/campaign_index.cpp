@@ -278,7 +278,7 @@ void campaign_Index::refreshOneWindow(Campaign::Dice *dice, int count)
 
 void campaign_Index::generatedIndexes()
 {
-    const int windows = Campaign::count(6, 300);
+    const int windows = Campaign::count(6, 1000);
     const int warmUp = qMax(windows / 10, 3);
     qInfo("%d indexes, seed %u", windows * indexesPerWindow, Campaign::seed());
     if (!MainWindow().areYouOnline())
