@@ -101,6 +101,7 @@ private slots:
     void aBoardThatStartsUpAnswersTheFourthRequest();
     void theLineIsReturnedWithoutItsEnd();
     void aSilentDeviceIsAskedTenTimes();
+    void aDeviceThatTakesNoRequestIsUnknown();
     void aPortThatGoesAwayEndsTheQuery_data();
     void aPortThatGoesAwayEndsTheQuery();
 
@@ -283,6 +284,31 @@ void tst_DeviceQuery::aSilentDeviceIsAskedTenTimes()
     QCOMPARE(device.requests(), allAttempts);
     QCOMPARE(programOnDevice(window), unknown);
     QCOMPARE(recommendation(window), QString());
+}
+
+// Each attempt waits a second for the request to go out, and a second for the reply all the same.
+void tst_DeviceQuery::aDeviceThatTakesNoRequestIsUnknown()
+{
+    ScriptedDevice device({"Version:Blink__3\r\n"});
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__3"));
+    MainWindow window;
+    QVERIFY(window.OpenSerialPort(device.portName()));
+    QCOMPARE(recommendation(window), latest);
+    device.setBusy(true);
+    QElapsedTimer time;
+    time.start();
+
+    QVERIFY(window.OpenSerialPort(device.portName()));
+
+    QVERIFY(time.elapsed() >= 19500);
+    QCOMPARE(device.requests(), 1);
+    QCOMPARE(programOnDevice(window), unknown);
+    QCOMPARE(recommendation(window), QString());
+
+    device.setBusy(false);
+    QVERIFY(window.OpenSerialPort(device.portName()));
+    QCOMPARE(programOnDevice(window), QStringLiteral("Blink"));
+    QCOMPARE(recommendation(window), latest);
 }
 
 void tst_DeviceQuery::aPortThatGoesAwayEndsTheQuery_data()

@@ -14,6 +14,7 @@
 #include <QListWidget>
 #include <QProgressBar>
 #include <QTest>
+#include <QTimer>
 
 #include <csignal>
 #include <memory>
@@ -26,6 +27,7 @@ const QString portName = QStringLiteral("ttyUSB%1").arg(getpid());
 const QString otherPortName = QStringLiteral("cu.usbserial-A%1").arg(getpid());
 const QByteArray oldOnDevice = "Version:Blink__1\r\n";
 const QByteArray newOnDevice = "Version:Blink__2\r\n";
+constexpr int pollInterval = 100; // ms
 const QString untouched = QStringLiteral("Untouched status");
 
 const QString reportText =
@@ -162,6 +164,39 @@ QStringList disabledWidgets(const MainWindow &window)
     return names;
 }
 
+// Stops the window's poll, which shows whether the program starts it again.
+class StoppedPoll : public QObject
+{
+public:
+    StoppedPoll()
+    {
+        qApp->installEventFilter(this);
+        found = QTest::qWaitFor([this] { return timer != nullptr; });
+        qApp->removeEventFilter(this);
+        if (found)
+            timer->stop();
+    }
+
+    bool isFound() const { return found; }
+    bool isStartedAgain() const { return timer->isActive(); }
+
+protected:
+    // The window's only timer that nothing owns; it is known by its ticks.
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        auto *candidate = qobject_cast<QTimer *>(object);
+        if (event->type() == QEvent::Timer && candidate != nullptr && candidate->parent() == nullptr
+            && candidate->interval() == pollInterval) {
+            timer = candidate;
+        }
+        return false;
+    }
+
+private:
+    QTimer *timer = nullptr;
+    bool found = false;
+};
+
 // The window with a device and, unless a test adds others, the sketch Blink in version 2.
 class Bench
 {
@@ -282,6 +317,8 @@ private slots:
     void uploaderMayCloseItsOutputs();
     void portIsClosedWhileUploaderRuns();
     void uploadRestartsPoll();
+    void onlyAnUploadRestartsPoll_data();
+    void onlyAnUploadRestartsPoll();
     void uploaderThatNeverEnds();
 
     void updateFromOldToNew();
@@ -796,6 +833,42 @@ void tst_Upload::uploadRestartsPoll()
     QVERIFY(closed - writtenByUploader("end").trimmed().toLongLong() >= 90);
 }
 
+void tst_Upload::onlyAnUploadRestartsPoll_data()
+{
+    QTest::addColumn<QByteArray>("uploader");
+    QTest::addColumn<bool>("plugged");
+    QTest::addColumn<bool>("restarted");
+
+    QTest::newRow("upload") << markingScript << true << true;
+    QTest::newRow("uploader that fails") << script("exit 1") << true << true;
+    QTest::newRow("uploader that does not start")
+        << QByteArray("#!/no/such/interpreter\n") << true << false;
+    QTest::newRow("no uploader") << QByteArray() << true << false;
+    QTest::newRow("no device") << markingScript << false << false;
+}
+
+void tst_Upload::onlyAnUploadRestartsPoll()
+{
+    QFETCH(const QByteArray, uploader);
+    QFETCH(const bool, plugged);
+    QFETCH(const bool, restarted);
+
+    ApplicationDirectory::installUploader(uploader);
+    if (uploader.isEmpty())
+        makeEntry(QStringLiteral("avrdude"), Entry::Missing, QByteArray());
+    Bench bench;
+    QVERIFY(bench.isReady());
+    if (!plugged)
+        bench.device.unplug();
+    MessageBoxDriver boxes;
+    const StoppedPoll poll;
+    QVERIFY(poll.isFound());
+
+    QCOMPARE(bench.window->CallAvrDude(), restarted);
+
+    QCOMPARE(poll.isStartedAgain(), restarted);
+}
+
 void tst_Upload::uploaderThatNeverEnds()
 {
     ApplicationDirectory::installUploader(script("echo $$ > \"$here/process\"\nexec sleep 300"));
@@ -807,11 +880,14 @@ void tst_Upload::uploaderThatNeverEnds()
         if (boxes.boxes().size() == 2)
             aliveWhileOpen.append(isAlive(writtenByUploader("process").trimmed().toInt()));
     });
+    const StoppedPoll poll;
+    QVERIFY(poll.isFound());
     QElapsedTimer timer;
     timer.start();
     QVERIFY(bench.pressUpdate());
 
     QVERIFY(timer.elapsed() >= 30000);
+    QVERIFY(!poll.isStartedAgain());
     QCOMPARE(seen(boxes), QStringList({confirmation(), unableToUpload()}));
     QCOMPARE(aliveWhileOpen, QList<bool>({true}));
     const pid_t process = writtenByUploader("process").trimmed().toInt();
