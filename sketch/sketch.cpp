@@ -1,15 +1,17 @@
 // The file-name rule of sketches.
 #include "sketch.h"
 
-#include <QStringList>
+#include <utility>
 
 Sketch::Sketch(QFileInfo file)
-    : fileInfo(file)
+    : fileInfo(std::move(file))
 {
-    const QStringList parts = file.baseName().split(QStringLiteral("__"));
-    if (parts.size() != 2)
+    const QLatin1String mark("__");
+    const QString baseName = fileInfo.baseName();
+    const int end = baseName.indexOf(mark);
+    if (end < 0 || baseName.indexOf(mark, end + mark.size()) >= 0)
         return;
 
-    name = parts.first();
-    version = parts.last().toInt();
+    name = baseName.left(end);
+    version = baseName.midRef(end + mark.size()).toInt();
 }
