@@ -29,6 +29,7 @@ constexpr int megabytesPerHour = 42;
 constexpr qint64 manyCharacters = 1000000;
 
 constexpr int blockSize = 4096;
+constexpr qint64 bytesBefore = 5000000;
 
 const QByteArray endMark = "\r\nEND OF THE CAMPAIGN\r\n";
 
@@ -136,6 +137,27 @@ private:
     std::thread thread;
 };
 
+// Whether the window has shown all that the torrent brought.
+bool showTorrent(ScriptedDevice *device, Filling filling, qint64 size)
+{
+    {
+        const Torrent torrent(device, filling, size);
+        if (!QTest::qWaitFor([&] { return torrent.isDone(); }, patience))
+            return false;
+    }
+    if (!QTest::qWaitFor([&] { return device->unread() == 0; }, patience))
+        return false;
+    QTest::qWait(severalTicks);
+    return true;
+}
+
+bool clearView(const MainWindow &window)
+{
+    const bool cleared = click(*serialMonitor(window), "pushButton_2");
+    QTest::qWait(severalTicks);
+    return cleared && view(window)->toPlainText().isEmpty();
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Filling)
@@ -193,19 +215,15 @@ void campaign_Monitor::asFastAsItGoes()
     MainWindow window;
     window.show();
     QVERIFY(openSerialMonitor(window));
-    view(window)->append(QStringLiteral("fonts"));
-    QTest::qWait(severalTicks);
+    // Fonts stay loaded once they have been needed, and a heap keeps its gaps.
+    QVERIFY(showTorrent(&device, filling, qMin(size, bytesBefore)));
+    QVERIFY(clearView(window));
     const qint64 memory = residentMemory();
     StallWatch watch;
     QElapsedTimer time;
     time.start();
 
-    {
-        const Torrent torrent(&device, filling, size);
-        QVERIFY(QTest::qWaitFor([&] { return torrent.isDone(); }, patience));
-    }
-    QVERIFY(QTest::qWaitFor([&] { return device.unread() == 0; }, patience));
-    QTest::qWait(severalTicks);
+    QVERIFY(showTorrent(&device, filling, size));
     const double seconds = double(time.elapsed() - severalTicks) / 1000.0;
     device.send(endMark);
     QTRY_VERIFY_WITH_TIMEOUT(view(window)->toPlainText().contains(QLatin1String("END OF THE")),
@@ -216,9 +234,7 @@ void campaign_Monitor::asFastAsItGoes()
     const int paragraphs = view(window)->document()->blockCount();
     const qint64 full = residentMemory() - memory;
 
-    QVERIFY(click(*serialMonitor(window), "pushButton_2"));
-    QTest::qWait(severalTicks);
-    QCOMPARE(view(window)->toPlainText(), QString());
+    QVERIFY(clearView(window));
     const qint64 kept = residentMemory() - memory;
     qInfo("%lld bytes in %.1f s, %.1f MB/s; %d characters in %d paragraphs take %lld MiB; the loop "
           "stood still for %lld ms at most; %lld KiB are kept after Clear",

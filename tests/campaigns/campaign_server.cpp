@@ -278,6 +278,7 @@ void campaign_Server::fewDescriptors_data()
     QTest::addColumn<int>("files");
 
     QTest::newRow("usual limit") << QStringLiteral("-Sn 1024") << Campaign::count(100, 1000);
+    QTest::newRow("macOS's usual limit") << QStringLiteral("-Sn 256") << Campaign::count(150, 1000);
     QTest::newRow("hard limit of 256") << narrowLimit << narrowLimitFiles;
 }
 
