@@ -5,17 +5,25 @@
 
 #include <QAbstractTextDocumentLayout>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 
 namespace {
 
 // Qt 5 counts pixels in 26 bits. A text without a page height that is taller than 8,388,607 px is
-// laid out without end; one taller than 21,474,836 px loses its scroll bar, and is laid out as a
-// whole at each append.
+// laid out without end; one taller than 21,474,836 px has a wrong scroll bar, and is laid out as a
+// whole at each append. A window that is made narrower makes its text taller.
 constexpr int pageHeight = 30'000'000; // px
-constexpr int tallestText = 10'000'000; // px; a narrower window makes a text taller
-constexpr int portionsOfText = 10; // dropped one at a time, because each moves all that is left
+constexpr double tallestText = 10'000'000; // px
+constexpr double longestText = 15'000'000; // characters, which the narrowest window can hold
+constexpr double portionKept = 0.9; // not all that fits, because each time all that is left moves
+
+// How many times more than the view can hold it has.
+double load(const QTextDocument &document)
+{
+    return qMax(document.size().height() / tallestText, document.characterCount() / longestText);
+}
 
 } // namespace
 
@@ -43,7 +51,7 @@ void SerialMonitor::appendToSerialMonitor(QString text)
         scrollBar->setValue(scrollBar->maximum());
     int position = scrollBar->value();
     ui->textBrowser->append(text);
-    if (scrollBar->maximum() > tallestText)
+    if (load(*ui->textBrowser->document()) > 1)
         position -= dropOldestText();
     if (!automatic)
         scrollBar->setValue(position);
@@ -60,14 +68,16 @@ void SerialMonitor::keepTextOnOnePage()
 
 int SerialMonitor::dropOldestText()
 {
-    const QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
-    const int before = scrollBar->maximum();
     QTextDocument *document = ui->textBrowser->document();
+    const double portion = 1 - portionKept / load(*document);
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::NextBlock, QTextCursor::KeepAnchor,
-                        qMax(1, document->blockCount() / portionsOfText));
+                        qMax(1, int(document->blockCount() * portion)));
+    const QAbstractTextDocumentLayout *layout = document->documentLayout();
+    const double height = layout->blockBoundingRect(cursor.block()).top()
+        - layout->blockBoundingRect(document->firstBlock()).top();
     cursor.removeSelectedText();
-    return before - scrollBar->maximum();
+    return int(height);
 }
 
 void SerialMonitor::scheduleToSendAndClear()

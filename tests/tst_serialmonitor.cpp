@@ -17,6 +17,7 @@
 #include <QRandomGenerator>
 #include <QScrollBar>
 #include <QTest>
+#include <QTextBlock>
 #include <QTextBrowser>
 #include <QTextDocument>
 
@@ -24,6 +25,9 @@ namespace {
 
 constexpr int severalTicks = 400; // ms
 constexpr double endOfQtsPage = 8388607; // px
+constexpr double endOfQtsScrollBar = 21474836; // px
+constexpr double mostHeight = 10000000; // px
+constexpr int mostCharacters = 15000000;
 
 QLineEdit *line(const QWidget &monitor)
 {
@@ -67,11 +71,16 @@ void fill(SerialMonitor &monitor)
 }
 
 // Makes the text of thousands of lines as tall as that of a million.
-void useTallLines(const SerialMonitor &monitor)
+void useLinesOf(int pixels, const SerialMonitor &monitor)
 {
     QFont font = view(monitor)->font();
-    font.setPixelSize(1000);
+    font.setPixelSize(pixels);
     view(monitor)->setFont(font);
+}
+
+void useTallLines(const SerialMonitor &monitor)
+{
+    useLinesOf(1000, monitor);
 }
 
 // One letter each, so that it takes one line at any width.
@@ -139,6 +148,8 @@ private slots:
     void aTallTextIsLaidOutAnew();
     void theOldestTextGoesWhenTheViewIsFull_data();
     void theOldestTextGoesWhenTheViewIsFull();
+    void theOldestTextGoesWhenTheViewIsNarrowed();
+    void theOldestTextGoesWhenThereIsTooMuch();
     void clearEmptiesTheViewOnly();
 
     void noDeviceIsSelected();
@@ -413,6 +424,52 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull()
         QCOMPARE(bar->value(), bar->maximum());
     else
         QCOMPARE(placeOfTopLine(monitor), place);
+}
+
+// Narrowed, the text grows beyond what has a scroll bar.
+void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.resize(1000, monitor.height());
+    useLinesOf(100, monitor);
+    QString received;
+    while (view(monitor)->document()->size().height() < 4500000) {
+        const QString more(10000, QLatin1Char('x'));
+        received += more;
+        monitor.appendToSerialMonitor(more);
+    }
+
+    monitor.resize(monitor.minimumSizeHint());
+    QVERIFY(view(monitor)->document()->size().height() > endOfQtsScrollBar);
+    monitor.appendToSerialMonitor(QStringLiteral("end"));
+
+    const double height = view(monitor)->document()->size().height();
+    QVERIFY(height <= mostHeight);
+    QVERIFY(height > mostHeight / 2);
+    const QScrollBar *bar = view(monitor)->verticalScrollBar();
+    QTRY_COMPARE(bar->maximum(), int(height) - view(monitor)->viewport()->height());
+    QVERIFY(view(monitor)->toPlainText().endsWith(QStringLiteral("x\nend")));
+}
+
+// However wide the view is: it may be made narrow.
+void tst_SerialMonitor::theOldestTextGoesWhenThereIsTooMuch()
+{
+    constexpr int paragraph = 1000;
+    SerialMonitor monitor(nullptr);
+    QString received = QString(paragraph, QLatin1Char('a'));
+    received =
+        (received + QLatin1Char('\n')).repeated(mostCharacters / (paragraph + 1) - 1) + received;
+    view(monitor)->setPlainText(received);
+    const int before = view(monitor)->document()->characterCount();
+    QVERIFY(before < mostCharacters);
+
+    monitor.appendToSerialMonitor(QString(paragraph, QLatin1Char('b')));
+
+    const int after = view(monitor)->document()->characterCount();
+    QVERIFY(after < before);
+    QVERIFY(after > mostCharacters * 8 / 10);
+    QCOMPARE(view(monitor)->document()->lastBlock().text(), QString(paragraph, QLatin1Char('b')));
 }
 
 void tst_SerialMonitor::clearEmptiesTheViewOnly()
