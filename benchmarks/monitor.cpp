@@ -1,7 +1,7 @@
-// The serial monitor under full load: monitor shown|read SECONDS lines|stream. A device on a
-// pseudo terminal sends 11520 bytes a second. "shown" has the program show them, "read" only reads
-// them, ten times a second like the program. Prints the processor time (ms), the bytes, and how
-// long the event loop was held up (ms).
+// The serial monitor under full load: monitor shown|read SECONDS lines|linefeeds|stream. A device
+// on a pseudo terminal sends 11520 bytes a second. "shown" has the program show them, "read" only
+// reads them, ten times a second like the program. Prints the processor time (ms), the bytes, and
+// how long the event loop was held up (ms).
 #include "mainwindow/mainwindow.h"
 #include "responsiveness.h"
 #include "serialmonitor/serialmonitor.h"
@@ -31,12 +31,17 @@ double processorTime()
     return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
 }
 
-// A text of the length of a tick: 12 lines of 96 bytes, or the same without line ends.
-QByteArray tickOfText(bool lines)
+// A text of the length of a tick: 12 lines of 96 bytes, or as many bytes without an end.
+QByteArray tickOfText(const QString &kind)
 {
-    const QByteArray line = lines ? QByteArray("temperature 21.5 ").repeated(6).left(94) + "\r\n"
-                                  : QByteArray("temperature 21.5 ").repeated(6).left(96);
-    return line.repeated(bytesPerSecond / 10 / 96);
+    constexpr int length = 96;
+    const QByteArray words = QByteArray("temperature 21.5 ").repeated(6);
+    QByteArray line = QByteArray("0123456789abcdef").repeated(length / 16);
+    if (kind == QLatin1String("lines"))
+        line = words.left(length - 2) + "\r\n";
+    else if (kind == QLatin1String("linefeeds"))
+        line = words.left(length - 1) + '\n';
+    return line.repeated(bytesPerSecond / 10 / length);
 }
 
 // In packets of 62 bytes, as an adapter hands them over; late packets are made up for.
@@ -172,7 +177,7 @@ int main(int argc, char *argv[])
     const QStringList arguments = QCoreApplication::arguments();
     const bool shown = arguments.at(1) == QLatin1String("shown");
     const int seconds = arguments.at(2).toInt();
-    const QByteArray text = tickOfText(arguments.at(3) == QLatin1String("lines"));
+    const QByteArray text = tickOfText(arguments.at(3));
 
     Device device;
     (shown ? showText : readText)(&device, text, seconds);
