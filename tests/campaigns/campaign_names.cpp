@@ -2,10 +2,13 @@
 #include "campaign.h"
 #include "sketch/sketch.h"
 #include "sketchrule.h"
+#include "support/processusage.h"
 
 #include <QTest>
 
 namespace {
+
+constexpr qint64 memoryBound = 4LL * 1024; // KiB
 
 const QString tail = QStringLiteral(".ino.with_bootloader.standard.hex");
 const QString directory = QStringLiteral("/some where/compiled__sketches.d/");
@@ -116,7 +119,10 @@ void campaign_Names::generatedNames()
     Campaign::Dice dice;
     int wellFormed = 0;
     int numbered = 0;
+    qint64 memory = 0;
     for (int number = 0; number < count; ++number) {
+        if (number == count / 10)
+            memory = residentMemory();
         const QString path = fileName(&dice);
         const Sketch sketch((QFileInfo(path)));
         const QByteArray objection = objectionTo(sketch, path);
@@ -127,7 +133,10 @@ void campaign_Names::generatedNames()
         wellFormed += SketchRule(path).wellFormed ? 1 : 0;
         numbered += sketch.version > 0 ? 1 : 0;
     }
-    qInfo("%d of them well-formed, %d with a version above 0", wellFormed, numbered);
+    const qint64 growth = residentMemory() - memory;
+    qInfo("%d of them well-formed, %d with a version above 0; memory grew by %lld KiB", wellFormed,
+          numbered, growth);
+    QVERIFY(staysWithin(growth, memoryBound));
     QVERIFY(wellFormed > count / 10);
     QVERIFY(numbered > count / 50);
 }

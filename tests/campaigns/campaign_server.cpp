@@ -158,7 +158,8 @@ void campaign_Server::fiftyConnectionsAtATime()
 void campaign_Server::aByteASecond()
 {
     const int files = Campaign::count(5, 50);
-    const QByteArray content = ":00FF\n";
+    // The long run takes longer than a transfer may go without traffic.
+    const QByteArray content = QByteArray(":00FF\n").repeated(Campaign::count(1, 7));
     server->serve(NumberedSketches::indexAddress(),
                   {Answer::trickle(NumberedSketches::index(files), 1)});
     server->serveEverythingElse(Answer::trickle(content, second));

@@ -8,7 +8,6 @@
 #include "repositoryserver.h"
 #include "windowdriver.h"
 
-#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
@@ -16,13 +15,16 @@
 #include <QNetworkAccessManager>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QStandardPaths>
 #include <QTest>
 #include <QTextBrowser>
+#include <QTimerEvent>
 
 namespace {
 
 constexpr int patience = 30000; // ms
+constexpr int timerTime = 500; // ms
 constexpr int warmUpRounds = 10; // until caches and pools have their size
 constexpr int sketchSize = 20000; // bytes
 constexpr int measuredRefreshes = 200;
@@ -44,36 +46,61 @@ int minutes()
     return qMax(asked, 1);
 }
 
+bool isOnX()
+{
+    return QGuiApplication::platformName() == QLatin1String("xcb");
+}
+
 // The X server's count of what this program has, or -1 where there is no such count.
 int xResources()
 {
-    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+    if (!isOnX())
         return -1;
     QProcess list;
     list.start(QStringLiteral("xrestop"),
                {QStringLiteral("-b"), QStringLiteral("-m"), QStringLiteral("1")});
     if (!list.waitForFinished(patience))
         return -1;
-    // Each client's entry ends with the totals; this one bears our process number.
-    static const QRegularExpression entry(
-        QStringLiteral("PID\\s*:\\s*(\\d+)(?:(?!PID).)*?total_resources\\s*:\\s*(\\d+)"),
-        QRegularExpression::DotMatchesEverythingOption);
-    const QString text = QString::fromUtf8(list.readAllStandardOutput());
-    for (auto matches = entry.globalMatch(text); matches.hasNext();) {
-        const QRegularExpressionMatch match = matches.next();
-        if (match.captured(1).toLongLong() == QCoreApplication::applicationPid())
-            return match.captured(2).toInt();
+    // An entry of a client begins with its name, which holds the program's; then come its kinds of
+    // resources, and the bytes of some.
+    static const QRegularExpression kind(QStringLiteral("^\\t(?!.*bytes).*: (\\d+)$"));
+    int count = -1;
+    bool isOwn = false;
+    const QStringList lines =
+        QString::fromUtf8(list.readAllStandardOutput()).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (!line.startsWith(QLatin1Char('\t')))
+            isOwn = line.contains(QCoreApplication::applicationName());
+        const QRegularExpressionMatch match = kind.match(line);
+        if (isOwn && match.hasMatch())
+            count = qMax(count, 0) + match.captured(1).toInt();
     }
-    return -1;
-}
-
-int timersOf(const QList<QObject *> &objects)
-{
-    int count = 0;
-    for (QObject *object : objects)
-        count += QAbstractEventDispatcher::instance()->registeredTimers(object).size();
     return count;
 }
+
+// Counts the timers that tick, whoever owns them.
+class TimerCount : public QObject
+{
+public:
+    TimerCount()
+    {
+        qApp->installEventFilter(this);
+        QTest::qWait(timerTime);
+    }
+
+    int found() const { return timers.size(); }
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::Timer)
+            timers.insert({object, static_cast<QTimerEvent *>(event)->timerId()});
+        return false;
+    }
+
+private:
+    QSet<QPair<QObject *, int>> timers;
+};
 
 // What the program holds, and how many requests it has made by then.
 struct Holding
@@ -83,14 +110,13 @@ struct Holding
     int threads = Footprint::threads();
     int descriptors = Footprint::descriptors();
     int objects = 0; // of the window, but for its network managers
-    int timers = 0;
+    int timers = TimerCount().found();
     int managers = 0;
     int xResources = ::xResources();
 
     explicit Holding(const MainWindow &window)
     {
         const QList<QObject *> all = window.findChildren<QObject *>();
-        timers = timersOf(all) + timersOf(qApp->findChildren<QObject *>());
         const QList<QNetworkAccessManager *> networkManagers =
             window.findChildren<QNetworkAccessManager *>();
         managers = networkManagers.size();
@@ -248,8 +274,11 @@ void tst_LongLife::holdsWhatItHeldAtTheStart()
     QCOMPARE(last.managers - first.managers, 2 * lived); // the index and a sketch
     QVERIFY(last.threads - first.threads <= slack);
     QVERIFY(last.descriptors - first.descriptors <= slack);
+    QVERIFY(first.timers > 0); // the poll
     QVERIFY(last.timers - first.timers <= slack);
     QVERIFY(last.objects - first.objects <= slack);
+    QCOMPARE(first.xResources >= 0, isOnX());
+    QCOMPARE(last.xResources >= 0, isOnX());
     QVERIFY(last.xResources - first.xResources <= slack);
     if (!Footprint::memoryIsOwn())
         return;
