@@ -99,7 +99,7 @@ void tst_ManyFiles::thousandMissingFiles()
     qInfo("1000 files in %lld ms; at most %s; left %s", duration, describe(peak).constData(),
           describe(left).constData());
     QVERIFY(peak.descriptors > 1024);
-    QCOMPARE(describe(left), describe(usageAfterOne));
+    QVERIFY(comesDownTo(usageAfterOne, installed.id()));
     QCOMPARE(server->requests().size(), 2 + 1001);
 }
 
@@ -132,7 +132,7 @@ void tst_ManyFiles::thousandRefreshes()
     const ProcessUsage left = settledUsageOf(QCoreApplication::applicationPid());
     qInfo("1000 refreshes, 20 at a time, in %lld ms; at most %s; left %s", duration,
           describe(peak).constData(), describe(left).constData());
-    QCOMPARE(describe(left), describe(usageAfterOne));
+    QVERIFY(comesDownTo(usageAfterOne, QCoreApplication::applicationPid()));
 }
 
 void tst_ManyFiles::killedWhileReceiving()

@@ -82,11 +82,18 @@ Outcome runProgram(const QString &program, const QStringList &arguments)
     return finish(process);
 }
 
+// False for one that has ended and waits for its parent, too. Its state is asked for, as its
+// command line is empty for a moment while it starts another program.
 bool isAlive(const QByteArray &processId)
 {
-    // The command line of a process that has ended and waits for its parent is empty.
-    QFile commandLine(QStringLiteral("/proc/%1/cmdline").arg(QString::fromLatin1(processId)));
-    return commandLine.open(QIODevice::ReadOnly) && !commandLine.readAll().isEmpty();
+    // An identifier that is empty is 0, which no process has.
+    QFile file(QStringLiteral("/proc/%1/stat").arg(processId.toInt()));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray stat = file.readAll();
+    // The name before the state may hold anything.
+    const QByteArray state = stat.mid(stat.lastIndexOf(')') + 2, 1);
+    return !state.isEmpty() && state != "Z" && state != "X";
 }
 
 // As the port hands them over, up to the end of the line.
@@ -518,7 +525,8 @@ QByteArray tst_SimulatedDevice::startSleeper(QProcess &simulation) const
     const auto started = [this] {
         return QFile::exists(filePath(QStringLiteral("id")));
     };
-    return QTest::qWaitFor(started) ? read(QStringLiteral("id")).trimmed() : QByteArray();
+    return QTest::qWaitFor(started, processMs) ? read(QStringLiteral("id")).trimmed()
+                                               : QByteArray();
 }
 
 void tst_SimulatedDevice::helpTellsOptionsControlAndStatuses()

@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr int minute = 60000; // ms
+
 int entryCount(const QString &directory)
 {
     return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
@@ -49,6 +51,20 @@ ProcessUsage settledUsageOf(qint64 process)
         unchanged.restart();
     }
     return usage;
+}
+
+bool comesDownTo(ProcessUsage bound, qint64 process)
+{
+    ProcessUsage now;
+    const auto isDown = [&] {
+        now = usageOf(process);
+        return now.threads > 0 && now.threads <= bound.threads
+            && now.descriptors <= bound.descriptors;
+    };
+    if (QTest::qWaitFor(isDown, minute))
+        return true;
+    qWarning("%s instead of at most %s", describe(now).constData(), describe(bound).constData());
+    return false;
 }
 
 qint64 residentMemory()

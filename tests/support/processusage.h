@@ -13,13 +13,17 @@ struct ProcessUsage
 
 bool operator==(ProcessUsage one, ProcessUsage other);
 
-// For people, and to compare in a test.
+// For people.
 QByteArray describe(ProcessUsage usage);
 
 ProcessUsage usageOf(qint64 process);
 
 // The usage once it has not changed for a second; runs the event loop meanwhile.
 ProcessUsage settledUsageOf(qint64 process);
+
+// Waits until the process holds no more than that, running the event loop. False, with a line that
+// says what it holds, if it holds more after a minute or does not run.
+bool comesDownTo(ProcessUsage bound, qint64 process);
 
 // The resident memory of this process in KiB, after the allocator has given back what it can.
 qint64 residentMemory();
