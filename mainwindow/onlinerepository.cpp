@@ -26,7 +26,7 @@ QNetworkRequest repositoryRequest(const QString &fileName)
     return request;
 }
 
-// Qt takes those answers of the 300s that it does not follow for good ones.
+// Qt takes the answers of the 100s, and those of the 300s that it does not follow, for good ones.
 bool succeeded(const QNetworkReply &reply)
 {
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();

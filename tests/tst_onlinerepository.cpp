@@ -406,8 +406,8 @@ void tst_OnlineRepository::indexFails_data()
     QTest::newRow("to another scheme")
         << Answer::redirect("https://updates.korvex.example/vt_updater/file_list.txt", index) << 1;
     QTest::newRow("to nowhere") << Answer::redirect("", index) << 1;
-    for (const int status : {300, 304, 306}) {
-        QTest::addRow("an answer %d, which is no redirect to follow", status)
+    for (const int status : {101, 199, 300, 304, 306}) {
+        QTest::addRow("an answer %d, neither an error nor an index", status)
             << Answer::failure(status, index) << 1;
     }
     QTest::newRow("in a circle") << Answer::redirect("file_list.txt", index) << 0;
