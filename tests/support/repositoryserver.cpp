@@ -19,6 +19,7 @@ namespace {
 constexpr int backlog = 4096;
 
 constexpr int lookInterval = 5; // ms
+constexpr qint64 mostAhead = 4194304; // bytes of a repeated block that wait to be sent
 
 QByteArray head(int status, const QByteArray &fields)
 {
@@ -48,12 +49,46 @@ void sendByteByByte(QTcpSocket *socket, const Answer &answer)
     timer->start(answer.bytePause);
 }
 
+// Goes on whenever the socket has written something: at first the head.
+void sendRepeated(QTcpSocket *socket, const Answer &answer)
+{
+    const auto sendMore = [socket, block = answer.block, left = answer.repeatedSize]() mutable {
+        while (left > 0 && socket->isOpen() && socket->bytesToWrite() < mostAhead)
+            left -= socket->write(block.constData(), qMin<qint64>(left, block.size()));
+    };
+    QObject::connect(socket, &QTcpSocket::bytesWritten, socket, sendMore);
+}
+
 } // namespace
 
 Answer Answer::ok(const QByteArray &body)
 {
     Answer answer;
     answer.sentAtOnce = head(200, lengthOf(body)) + body;
+    return answer;
+}
+
+Answer Answer::with(const QByteArray &fields, const QByteArray &body)
+{
+    Answer answer;
+    answer.sentAtOnce = head(200, fields + lengthOf(body)) + body;
+    return answer;
+}
+
+Answer Answer::chunked(const QByteArray &chunks)
+{
+    Answer answer;
+    answer.sentAtOnce = head(200, "Transfer-Encoding: chunked\r\n") + chunks;
+    answer.closes = true;
+    return answer;
+}
+
+Answer Answer::repeated(const QByteArray &block, qint64 size)
+{
+    Answer answer;
+    answer.sentAtOnce = head(200, "Content-Length: " + QByteArray::number(size) + "\r\n");
+    answer.block = block;
+    answer.repeatedSize = size;
     return answer;
 }
 
@@ -153,6 +188,7 @@ public:
     QHash<QString, QList<Answer>> answers;
     Answer otherAnswer = Answer::failure(404);
     QStringList log;
+    QHash<QString, QByteArray> fields; // of the last request
     QStringList released;
     quint16 port = 0;
     std::atomic<int> most = {0};
@@ -194,9 +230,24 @@ private:
         const QByteArray end = "\r\n\r\n";
         while (socket->peek(socket->bytesAvailable()).contains(end)) {
             const QByteArray requestLine = socket->readLine();
-            while (socket->readLine() != "\r\n") { }
-            respond(socket, QString::fromUtf8(requestLine.split(' ').value(1)));
+            const QString address = QString::fromUtf8(requestLine.split(' ').value(1));
+            noteFields(address, readFields(socket));
+            respond(socket, address);
         }
+    }
+
+    static QByteArray readFields(QTcpSocket *socket)
+    {
+        QByteArray result;
+        for (QByteArray line = socket->readLine(); line != "\r\n"; line = socket->readLine())
+            result += line;
+        return result;
+    }
+
+    void noteFields(const QString &address, const QByteArray &requestFields)
+    {
+        const QMutexLocker guard(&lock);
+        fields.insert(address, requestFields);
     }
 
     void respond(QTcpSocket *socket, const QString &address)
@@ -207,6 +258,8 @@ private:
             socket->disconnectFromHost();
         else if (answer.bytePause > 0)
             sendByteByByte(socket, answer);
+        else if (answer.repeatedSize > 0)
+            sendRepeated(socket, answer);
         else if (!answer.sentLater.isEmpty())
             held.insert(address, {socket, answer.sentLater});
     }
@@ -302,6 +355,12 @@ QStringList RepositoryServer::requests() const
 int RepositoryServer::requestCount(const QString &address) const
 {
     return requests().count(address);
+}
+
+QByteArray RepositoryServer::requestFields(const QString &address) const
+{
+    const QMutexLocker guard(&worker->lock);
+    return worker->fields.value(address);
 }
 
 void RepositoryServer::forgetRequests()

@@ -14,6 +14,12 @@ struct Answer
 {
     // Whole, with its length.
     static Answer ok(const QByteArray &body);
+    // With further header fields, each with its line end.
+    static Answer with(const QByteArray &fields, const QByteArray &body);
+    // The body as it goes over the wire, sizes and all; then closes the connection.
+    static Answer chunked(const QByteArray &chunks);
+    // The block over and over, up to the size; never held as a whole.
+    static Answer repeated(const QByteArray &block, qint64 size);
     static Answer failure(int status, const QByteArray &body = "<html>error</html>");
     // With a page that must not be taken for what was asked.
     static Answer redirect(const QByteArray &address,
@@ -33,6 +39,8 @@ struct Answer
     QByteArray sentAtOnce;
     QByteArray sentLater; // when released, or byte by byte
     int bytePause = 0; // ms
+    QByteArray block; // repeated after what is sent at once
+    qint64 repeatedSize = 0; // bytes
     bool closes = false; // after what is sent at once
 };
 
@@ -66,6 +74,8 @@ public:
     // The absolute addresses, as they stood in the requests, in order of arrival.
     QStringList requests() const;
     int requestCount(const QString &address) const;
+    // The header fields of the last request of the address, each with its line end.
+    QByteArray requestFields(const QString &address) const;
     // Empties the list and starts all counts anew.
     void forgetRequests();
 

@@ -2,6 +2,8 @@
 #include "withoutfileprivileges.h"
 
 #include <linux/capability.h>
+#include <linux/securebits.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -35,9 +37,13 @@ WithoutFilePrivileges::WithoutFilePrivileges()
     Capabilities capabilities;
     before = capabilities.sets[0].effective;
     capabilities.setEffective(before & ~filePrivileges);
+    // access(2) asks in root's name otherwise, whatever root has given up.
+    bitsBefore = prctl(PR_GET_SECUREBITS);
+    prctl(PR_SET_SECUREBITS, bitsBefore | SECBIT_NO_SETUID_FIXUP);
 }
 
 WithoutFilePrivileges::~WithoutFilePrivileges()
 {
+    prctl(PR_SET_SECUREBITS, bitsBefore);
     Capabilities().setEffective(before);
 }

@@ -15,6 +15,7 @@ public:
 
 private:
     quint32 before = 0; // the first 32 effective capabilities
+    int bitsBefore = 0; // securebits
 };
 
 #endif
