@@ -92,7 +92,7 @@ private:
     void removeStaleSketches();
     // False when nothing is missing.
     bool downloadMissingFiles();
-    void storeSketch(const QString &fileName, const QByteArray &content);
+    void storeSketch(const QString &fileName, QIODevice &content);
 
     // Devices
     void showReceivedText();

@@ -11,10 +11,14 @@
 #include <QSet>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace {
 
 constexpr int transferTimeout = 30000; // ms without traffic
+constexpr int statusOk = 200;
+constexpr qint64 largestIndex = 1000000000; // bytes; a QString takes hardly more characters
+constexpr qint64 blockSize = 65536; // bytes
 
 QNetworkRequest repositoryRequest(const QString &fileName)
 {
@@ -23,14 +27,70 @@ QNetworkRequest repositoryRequest(const QString &fileName)
     // The page that a hotel's network redirects to must not pass for an index or a sketch.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::SameOriginRedirectPolicy);
+    // Qt asks for compressed answers otherwise, and unpacks one that is cut short without a word.
+    request.setRawHeader("Accept-Encoding", "identity");
     return request;
 }
 
-// Qt takes the answers of the 100s, and those of the 300s that it does not follow, for good ones.
-bool succeeded(const QNetworkReply &reply)
+bool isCoded(const QNetworkReply &reply, const QByteArray &header)
+{
+    const QByteArray coding = reply.rawHeader(header).trimmed().toLower();
+    return !coding.isEmpty() && coding != "identity";
+}
+
+// Qt takes a chunk size that it cannot read for the end of the body and reports no error, so no
+// answer in chunks is known to be whole.
+bool isPlain(const QNetworkReply &reply)
+{
+    return !isCoded(reply, "Content-Encoding") && !isCoded(reply, "Transfer-Encoding");
+}
+
+void skipBlanks(QIODevice &body)
+{
+    const QByteArray blanks = " \t\n\v\f\r";
+    char next = 0;
+    while (body.peek(&next, 1) == 1 && blanks.contains(next))
+        body.skip(1);
+}
+
+void skipByteOrderMark(QIODevice &body)
+{
+    const QByteArray mark = "\xEF\xBB\xBF";
+    if (body.peek(mark.size()) == mark)
+        body.skip(mark.size());
+}
+
+bool startsWith(QIODevice &body, const QByteArray &text)
+{
+    return body.peek(text.size()).toLower() == text;
+}
+
+// The login page of a network, or a server's own page, in place of what was asked for. Takes
+// nothing from the body.
+bool isPage(QIODevice &body)
+{
+    body.startTransaction();
+    skipBlanks(body);
+    skipByteOrderMark(body);
+    skipBlanks(body);
+    const bool page = startsWith(body, "<!doctype html") || startsWith(body, "<html");
+    body.rollbackTransaction();
+    return page;
+}
+
+// Qt takes the answers of the 100s, all of the 200s, and those of the 300s that it does not follow,
+// for good ones.
+bool succeeded(QNetworkReply &reply)
 {
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    return reply.error() == QNetworkReply::NoError && status >= 200 && status < 300;
+    return reply.error() == QNetworkReply::NoError && status == statusOk && isPlain(reply)
+        && !isPage(reply);
+}
+
+// A larger body would be read as an empty one, or as a string that ends the program.
+bool carriesIndex(QNetworkReply &reply)
+{
+    return succeeded(reply) && reply.bytesAvailable() <= largestIndex;
 }
 
 // A manager lives as long as the window, its thread and descriptors only until here.
@@ -53,11 +113,11 @@ QSet<QString> setOf(const QStringList &names)
 }
 
 // A disk that is nearly full takes a part, and gives its reason when it is asked to take the rest.
-bool writeAll(QIODevice &file, const QByteArray &content)
+bool writeAll(QIODevice &file, const QByteArray &block)
 {
     qint64 written = 0;
-    while (written < content.size()) {
-        const qint64 taken = file.write(content.constData() + written, content.size() - written);
+    while (written < block.size()) {
+        const qint64 taken = file.write(block.constData() + written, block.size() - written);
         if (taken <= 0)
             return false;
         written += taken;
@@ -65,12 +125,42 @@ bool writeAll(QIODevice &file, const QByteArray &content)
     return true;
 }
 
+// In blocks, because a body may be larger than a byte array.
+bool copyAll(QIODevice &file, QIODevice &body)
+{
+    while (!body.atEnd()) {
+        const QByteArray block = body.read(blockSize);
+        if (block.isEmpty() || !writeAll(file, block))
+            return false;
+    }
+    return true;
+}
+
 // The file appears under its name only when it is whole, whatever interrupts the writing. A buffer
 // would be written by the commit, which takes no notice when that fails.
-bool writeWhole(QSaveFile &file, const QByteArray &content)
+bool writeWhole(QSaveFile &file, QIODevice &body)
 {
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && writeAll(file, content)
+    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && copyAll(file, body)
         && file.commit();
+}
+
+// QSaveFile refuses what is in the way in words of its own; the system says it when it is asked.
+QString whatIsInTheWay(const QSaveFile &file)
+{
+    QFile inTheWay(file.fileName());
+    if (inTheWay.open(QIODevice::Append | QIODevice::ExistingOnly))
+        return file.errorString();
+    return inTheWay.errorString();
+}
+
+// To be asked at once: where QSaveFile keeps no reason, the system's last one is the reason.
+QString systemsReason(const QSaveFile &file)
+{
+    if (file.error() == QFileDevice::UnspecifiedError)
+        return qt_error_string(errno);
+    if (!file.isOpen() && file.error() == QFileDevice::WriteError)
+        return whatIsInTheWay(file);
+    return file.errorString();
 }
 
 bool isUsable(const QNetworkInterface &interface)
@@ -98,7 +188,7 @@ void MainWindow::replyFinished(QNetworkReply *reply)
     ui->progressBar->setVisible(true);
     ui->progressBar->setRange(0, 0);
 
-    if (!succeeded(*reply)) {
+    if (!carriesIndex(*reply)) {
         ui->label_status->setText(
             QStringLiteral("Error contacting online repository. Are you online?"));
         ui->progressBar->setVisible(false);
@@ -159,11 +249,11 @@ void MainWindow::sketchDownloadReplyFinished(QNetworkReply *reply)
     }
 
     if (succeeded(*reply))
-        storeSketch(reply->url().fileName(QUrl::FullyDecoded), reply->readAll());
+        storeSketch(reply->url().fileName(QUrl::FullyDecoded), *reply);
     release(reply);
 }
 
-void MainWindow::storeSketch(const QString &fileName, const QByteArray &content)
+void MainWindow::storeSketch(const QString &fileName, QIODevice &content)
 {
     const QString path = compiledSketchesPath + fileName;
     if (QFileInfo(path).isSymLink())
@@ -171,7 +261,7 @@ void MainWindow::storeSketch(const QString &fileName, const QByteArray &content)
 
     QSaveFile file(path);
     if (!writeWhole(file, content)) {
-        ui->label_status->setText(QStringLiteral("Failed creating file...") + file.errorString());
+        ui->label_status->setText(QStringLiteral("Failed creating file...") + systemsReason(file));
         return;
     }
     updateCompiledSketckesList(compiledSketchesPath);
