@@ -4,7 +4,11 @@
 #include <QApplication>
 #include <QDebug>
 #include <QLocale>
+#include <QMessageBox>
+#include <QTextStream>
 #include <QTranslator>
+
+#include <cstdlib>
 
 #ifdef Q_OS_UNIX
 #include <algorithm>
@@ -31,6 +35,32 @@ void raiseOpenFilesLimit()
 #endif
 }
 
+// A file that was removed or replaced while the program was starting has no path, and the current
+// directory, with whatever sketches lie there, would be taken for the program's own.
+bool hasDirectory()
+{
+    return !QCoreApplication::applicationFilePath().isEmpty();
+}
+
+// On these platforms nobody could close a box.
+bool isOnScreen()
+{
+    const QString platform = QGuiApplication::platformName();
+    return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+}
+
+int refuseToStart()
+{
+    const QString reason = QCoreApplication::translate(
+        "main",
+        "The program cannot tell in which directory it is. Perhaps its file was replaced "
+        "or removed while it was starting. Nothing was changed. Please start it again.");
+    QTextStream(stderr) << reason << QLatin1Char('\n');
+    if (isOnScreen())
+        QMessageBox::critical(nullptr, MainWindow::tr("Vantrel Updater"), reason);
+    return EXIT_FAILURE;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -38,6 +68,8 @@ int main(int argc, char *argv[])
     raiseOpenFilesLimit();
 
     QApplication application(argc, argv);
+    if (!hasDirectory())
+        return refuseToStart();
 
     QTranslator translator;
     translator.load(QLocale::system().name(), QCoreApplication::applicationDirPath());

@@ -6,7 +6,7 @@ set(translated_files "${PROJECT_BINARY_DIR}/generated/about.ui"
     "${PROJECT_BINARY_DIR}/generated/addresses.h")
 get_target_property(program_sources vtupdater_core SOURCES)
 list(FILTER program_sources INCLUDE REGEX "^[a-z]+/[a-z]+\\.cpp$")
-foreach(file IN LISTS program_sources ITEMS forms/mainwindow.ui forms/serialmonitor.ui)
+foreach(file IN LISTS program_sources ITEMS app/main.cpp forms/mainwindow.ui forms/serialmonitor.ui)
     list(APPEND translated_files "${PROJECT_SOURCE_DIR}/${file}")
 endforeach()
 list(JOIN translated_files "\n" translated_files_lines)

@@ -3,9 +3,11 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -30,6 +32,13 @@ const QByteArray germanTexts = R"(<?xml version="1.0" encoding="utf-8"?>
 </message></context></TS>
 )";
 
+const QString strangersSketch =
+    QStringLiteral("compiled_sketches/Metronome__1.ino.with_bootloader.standard.hex");
+const QString refusal =
+    QStringLiteral("The program cannot tell in which directory it is. Perhaps its file was "
+                   "replaced or removed while it was starting. Nothing was changed. Please start "
+                   "it again.");
+
 QString debugLine(const QString &text)
 {
     return QStringLiteral("debug: \"") + text + QLatin1Char('"');
@@ -40,6 +49,18 @@ void write(const QString &path, const QByteArray &content)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+// All files and directories below a directory.
+QStringList contentOf(const QString &directory)
+{
+    QStringList content;
+    QDirIterator entries(directory, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden,
+                         QDirIterator::Subdirectories);
+    while (entries.hasNext())
+        content.append(QDir(directory).relativeFilePath(entries.next()));
+    content.sort();
+    return content;
 }
 
 // The soft and the hard limit of open files of a running process.
@@ -72,10 +93,17 @@ private slots:
     void translatesByTheLocaleName();
     void keepsItsSize();
     void endsWithItsWindow();
+    void refusesToRunWithoutItsDirectory_data();
+    void refusesToRunWithoutItsDirectory();
+    void opensNoBoxWithoutScreen();
 
 private:
     void installTranslation(const QString &fileName);
+    QProcessEnvironment environment(const QString &language) const;
     void start(const QString &language);
+    // In another directory with sketches, by a file that loses its name between its start and the
+    // first line of the program.
+    void startNameless(const QString &loss, const QProcessEnvironment &environment);
     // Both are true when it came to pass in time.
     bool openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
     bool closeWindow();
@@ -127,7 +155,7 @@ void tst_Startup::installTranslation(const QString &fileName)
              0);
 }
 
-void tst_Startup::start(const QString &language)
+QProcessEnvironment tst_Startup::environment(const QString &language) const
 {
     QProcessEnvironment environment =
         desktop->environment(QProcessEnvironment::systemEnvironment());
@@ -136,11 +164,31 @@ void tst_Startup::start(const QString &language)
     environment.insert(QStringLiteral("LANG"), language);
     environment.insert(QStringLiteral("QT_MESSAGE_PATTERN"), QStringLiteral("%{type}: %{message}"));
     environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
-    program.setProcessEnvironment(environment);
+    return environment;
+}
+
+void tst_Startup::start(const QString &language)
+{
+    program.setProcessEnvironment(environment(language));
     // As few open files as macOS allows the programs that it starts.
     program.start(QStringLiteral("/bin/sh"),
                   {QStringLiteral("-c"), QStringLiteral("ulimit -Sn 256; exec \"$0\""),
                    directory + QStringLiteral("/VTUpdater")});
+}
+
+void tst_Startup::startNameless(const QString &loss, const QProcessEnvironment &environment)
+{
+    const QString elsewhere = place->filePath(QStringLiteral("elsewhere"));
+    QVERIFY(QDir().mkpath(elsewhere + QStringLiteral("/compiled_sketches")));
+    write(elsewhere + QLatin1Char('/') + strangersSketch, "the only copy");
+    program.setProcessEnvironment(environment);
+    program.setWorkingDirectory(elsewhere);
+    program.start(
+        QStringLiteral("/bin/sh"),
+        {QStringLiteral("-c"),
+         QStringLiteral("exec 3<\"$0\"; ") + loss + QStringLiteral("; exec /proc/self/fd/3"),
+         directory + QStringLiteral("/VTUpdater")});
+    program.setWorkingDirectory(QString());
 }
 
 bool tst_Startup::openWindow(const QString &language)
@@ -261,6 +309,57 @@ void tst_Startup::endsWithItsWindow()
     QVERIFY(closeWindow());
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
+}
+
+void tst_Startup::refusesToRunWithoutItsDirectory_data()
+{
+    QTest::addColumn<QString>("loss");
+    QTest::addColumn<QStringList>("left");
+
+    QTest::newRow("its file was removed") << QStringLiteral("rm \"$0\"") << QStringList();
+    QTest::newRow("its file was replaced")
+        << QStringLiteral("cp \"$0\" \"$0.new\"; mv \"$0.new\" \"$0\"")
+        << QStringList({QStringLiteral("VTUpdater")});
+}
+
+// The current directory is not its own: nothing there is touched, and no repository is asked what
+// may stay.
+void tst_Startup::refusesToRunWithoutItsDirectory()
+{
+    QFETCH(QString, loss);
+    QFETCH(QStringList, left);
+
+    QTcpServer proxy;
+    QVERIFY(proxy.listen(QHostAddress::LocalHost));
+    QProcessEnvironment surroundings = environment(QStringLiteral("en_US.UTF-8"));
+    surroundings.insert(QStringLiteral("http_proxy"),
+                        QStringLiteral("http://127.0.0.1:%1").arg(proxy.serverPort()));
+    startNameless(loss, surroundings);
+    QTRY_COMPARE_WITH_TIMEOUT(desktop->count(boxTitle) + desktop->count(mainTitle), 1, patience);
+    QCOMPARE(desktop->count(mainTitle), 0);
+    QVERIFY(QTest::qWaitFor(
+        [this] {
+            desktop->closeActiveWindow();
+            return program.waitForFinished(keyPatience);
+        },
+        patience));
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(messages(), QStringList(refusal));
+    QCOMPARE(contentOf(directory), left);
+    QCOMPARE(contentOf(place->filePath(QStringLiteral("elsewhere"))),
+             QStringList({QStringLiteral("compiled_sketches"), strangersSketch}));
+    QVERIFY(!proxy.waitForNewConnection(0));
+}
+
+void tst_Startup::opensNoBoxWithoutScreen()
+{
+    QProcessEnvironment surroundings = environment(QStringLiteral("en_US.UTF-8"));
+    surroundings.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    startNameless(QStringLiteral("rm \"$0\""), surroundings);
+    QVERIFY(program.waitForFinished(patience));
+    QCOMPARE(program.exitCode(), 1);
+    QCOMPARE(messages(), QStringList(refusal));
 }
 
 QTEST_GUILESS_MAIN(tst_Startup)

@@ -38,6 +38,11 @@ const QStringList offlineTexts = {
     QStringLiteral("Your computer needs to be online to update the program list. Please check "
                    "your cable or wireless connection and try again."),
 };
+// Asked for before there is a window.
+const QString startText =
+    QStringLiteral("The program cannot tell in which directory it is. Perhaps its file was "
+                   "replaced or removed while it was starting. Nothing was changed. Please start "
+                   "it again.");
 const QByteArray unknownOnDevice = "Version:no sketch\r\n";
 
 // "context: text", as the template has it and as the program asks for it.
@@ -357,6 +362,7 @@ void tst_Translation::templateHoldsWhatTheProgramAsksFor()
     // Who may not leave the network does not see this box.
     if (!walk.refreshOffline())
         listener.add(QStringLiteral("MainWindow"), offlineTexts);
+    listener.add(QStringLiteral("main"), {startText});
     const QStringList asked = listener.texts();
     QCOMPARE(textsOf(QStringLiteral(VTUPDATER_TEMPLATE)), asked);
 }
