@@ -11,6 +11,8 @@ as well.")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS avrdude)
+# With one of these the command tells a user of the desktop why it cannot start the program.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "x11-utils | zenity | kdialog | gxmessage | libnotify-bin")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 string(REPLACE "Copyright (c)" "Copyright:" copyright_line "${copyright_notice}")
