@@ -62,9 +62,9 @@ void setWeight(const MainWindow &window, int row, int weight)
 // Two adapters with a device each, in the order of the list.
 struct TwoDevices
 {
-    UsbTestbed usb;
     ScriptedDevice first {{"Version:Blink__3\r\n"}};
     ScriptedDevice second {{"Version:Fade__4\r\n"}};
+    UsbTestbed usb;
 
     TwoDevices()
     {

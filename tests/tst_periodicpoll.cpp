@@ -477,8 +477,8 @@ void tst_PeriodicPoll::theListFollowsALoss()
     QVERIFY(openSerialMonitor(window));
     usb.plug(keptName);
 
-    lost.unplug();
     usb.unplug(lostName);
+    lost.unplug();
 
     QTRY_VERIFY(isGivenUp(window, lost));
     const auto *list = child<QListWidget>(window, "listWidget_devicelist");
@@ -608,8 +608,8 @@ void tst_PeriodicPoll::theDeviceServesAgainAfterALoss()
     MessageBoxDriver boxes;
     window.show();
     QVERIFY(openSerialMonitor(window));
-    before.unplug();
     usb.unplug(name);
+    before.unplug();
     QTRY_VERIFY(isGivenUp(window, before));
     ScriptedDevice after({"Version:Blink__3\r\n"});
     usb.plug(name, after.portName());

@@ -238,8 +238,8 @@ public:
         auto *monitor = child<SerialMonitor>(*window, "SerialMonitor");
         const int before = driver.boxes().size();
         child<QLineEdit>(*monitor, "lineEdit")->setText(QStringLiteral("hello"));
-        device.unplug();
         usb.unplug(port);
+        device.unplug();
         return click(*monitor, "pushButton")
             && QTest::qWaitFor([this, before] { return driver.boxes().size() >= before + 2; },
                                patience);
@@ -270,8 +270,8 @@ public:
     bool chooseMonitor() const { return chooseMenuEntry(*window, "actionSerial_Monitor"); }
 
     RepositoryServer server;
-    UsbTestbed usb;
     ScriptedDevice device {QList<QByteArray> {"Version:Blink__1\r\n"}};
+    UsbTestbed usb;
     const QString port;
     const QString deadPort;
     MessageBoxDriver driver;

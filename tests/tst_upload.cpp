@@ -230,6 +230,13 @@ public:
         return isSettled() && selectProgram() && selectDevice() && device.requests() == 1;
     }
 
+    // The user pulls the plug: the port is gone and the terminal hangs up.
+    void pull()
+    {
+        usb.unplug(port);
+        device.unplug();
+    }
+
     bool selectProgram() const { return selectRow(*window, "listWidget_programlist", 0); }
     bool selectDevice() const { return selectRow(*window, "listWidget_devicelist", 0); }
     bool pressUpdate() const { return click(*window, "pushButton_update"); }
@@ -242,8 +249,8 @@ public:
     // The device itself holds its terminal open once.
     bool portIsOpen() const { return openFiles().count(device.portName()) > 1; }
 
+    ScriptedDevice device; // destroyed after all that leads to it
     UsbTestbed usb;
-    ScriptedDevice device;
     QString port;
     std::unique_ptr<MainWindow> window;
 };
@@ -859,7 +866,7 @@ void tst_Upload::onlyAnUploadRestartsPoll()
     Bench bench;
     QVERIFY(bench.isReady());
     if (!plugged)
-        bench.device.unplug();
+        bench.pull();
     MessageBoxDriver boxes;
     const StoppedPoll poll;
     QVERIFY(poll.isFound());

@@ -33,9 +33,9 @@ Bench::Bench(const QByteArray &givenAnswer)
 
 void Bench::pull()
 {
+    usb.unplug(port);
     if (device)
         device->unplug();
-    usb.unplug(port);
 }
 
 void Bench::plug()

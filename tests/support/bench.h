@@ -46,8 +46,8 @@ public:
     bool serves();
 
     const QString port;
+    std::unique_ptr<ScriptedDevice> device; // destroyed after all that leads to it
     UsbTestbed usb;
-    std::unique_ptr<ScriptedDevice> device;
     std::unique_ptr<MainWindow> window;
 
 private:

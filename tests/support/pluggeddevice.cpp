@@ -15,8 +15,8 @@ QString PluggedDevice::listedName() const
 
 void PluggedDevice::pull()
 {
-    unplug();
     usb.unplug(name);
+    unplug();
 }
 
 void PluggedDevice::removeNode()

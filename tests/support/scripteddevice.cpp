@@ -85,6 +85,7 @@ public:
         stopping = true;
         thread.join();
         hangUp();
+        close(slave);
     }
 
     void send(const QByteArray &bytes)
@@ -94,6 +95,8 @@ public:
             qWarning("the scripted device lost bytes");
     }
 
+    // Our end stays open until the device is destroyed, and keeps the terminal's number from being
+    // given to another test's device: what still leads there would open that one.
     void hangUp()
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
@@ -102,15 +105,13 @@ public:
         close(master);
         master = -1;
         waitForHangUp(slave);
-        close(slave);
-        slave = -1;
     }
 
     int unread() const
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
         int count = 0;
-        if (slave >= 0)
+        if (master >= 0)
             ioctl(slave, FIONREAD, &count);
         return count;
     }
@@ -118,7 +119,7 @@ public:
     bool isOpenElsewhere() const
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
-        return descriptorsOf(name) > (slave >= 0 ? 1 : 0);
+        return descriptorsOf(name) > 1; // one is ours
     }
 
     void setBusy(bool busy)

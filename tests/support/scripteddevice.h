@@ -48,7 +48,8 @@ public:
     // A busy device takes no bytes: what is written to it waits.
     void setBusy(bool busy);
 
-    // Closes the device's end, at once or as soon as the n-th request has come.
+    // Hangs the terminal up, at once or as soon as the n-th request has come. Its path does not
+    // open from then on, and leads nowhere else as long as this device exists.
     void unplug();
     void unplugAtRequest(int number);
 
