@@ -40,7 +40,7 @@ endfunction()
 function(configure result)
     execute_process(
         COMMAND ${CMAKE_COMMAND} -G "${GENERATOR}" -S "${tree}" -B "${scratch_build}"
-                -DVTUPDATER_BUILD_TESTS=OFF -DVTUPDATER_BUILD_TOOLS=OFF -DCMAKE_POLICY_DEFAULT_CMP0112=NEW ${ARGN}
+                -DCMAKE_POLICY_DEFAULT_CMP0112=NEW ${ARGN}
         RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
     set(${result} ${code} PARENT_SCOPE)
     set(output "${output}" PARENT_SCOPE)
