@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/windowdriver.h"
 
 #include <QApplication>
@@ -273,7 +274,7 @@ void tst_Appearance::fade()
     QCOMPARE(effect->parent(), &widget);
     QCOMPARE(effect->opacity(), 0.01);
 
-    QTRY_COMPARE(watcher.ended.size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.ended.size(), 1, patience);
     QCOMPARE(effect->opacity(), 1.0);
     const EndedFade &fade = watcher.ended.first();
     QCOMPARE(fade.effect, effect.data());
@@ -298,7 +299,7 @@ void tst_Appearance::fadesAgain()
     QVERIFY(second != nullptr);
     QCOMPARE(second->opacity(), 0.01);
     // The first fade has lost its effect on the way; the second runs to its end.
-    QTRY_COMPARE(watcher.ended.size(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.ended.size(), 2, patience);
     QCOMPARE(widget.graphicsEffect(), second.data());
     QCOMPARE(second->opacity(), 1.0);
 }
@@ -309,17 +310,17 @@ void tst_Appearance::fadeEndsWithItsEffect()
     const FadeWatcher watcher;
     window->setVisibleWithFade(widget.get());
     widget->setGraphicsEffect(nullptr);
-    QTRY_COMPARE(watcher.ended.size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.ended.size(), 1, patience);
     window->setVisibleWithFade(widget.get());
     widget.reset();
-    QTRY_COMPARE(watcher.ended.size(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(watcher.ended.size(), 2, patience);
     QVERIFY(watcher.ended.last().effect == nullptr);
 }
 
 void tst_Appearance::styleIsNotApplied()
 {
     window->show();
-    QTRY_VERIFY(!child<QLabel>(*window, "label_status")->text().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(!child<QLabel>(*window, "label_status")->text().isEmpty(), patience);
     QCOMPARE(window->styleSheet(), QString());
     const QList<QWidget *> widgets = window->findChildren<QWidget *>();
     for (const QWidget *widget : widgets)

@@ -5,6 +5,7 @@
 #include "support/applicationdirectory.h"
 #include "support/chip.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/windowdriver.h"
 
 #include <QLabel>
@@ -16,7 +17,9 @@
 
 namespace {
 
-constexpr int answerTimeout = 5000; // ms
+// In the midst of the upload: after all requests for the version, and within the first half of the
+// 3 kB of the image.
+constexpr int bytesInto = 1000;
 
 const QString updateRecommended = QStringLiteral("<font color='red'>Update recommended.</font>");
 const QString latestVersion =
@@ -32,14 +35,6 @@ void send(const SerialMonitor &monitor, const QString &text)
     auto *line = child<QLineEdit>(monitor, "lineEdit");
     QTest::keyClicks(line, text);
     QTest::keyClick(line, Qt::Key_Return);
-}
-
-// A shell script: the window is blocked while the uploader runs.
-QString pullThePlugDuringUpload()
-{
-    return QStringLiteral("until pgrep -f -- '^%1avrdude ' >/dev/null; do sleep 0.05; done; "
-                          "sleep 0.5; '%2' unplug")
-        .arg(ApplicationDirectory::uploaderPath(), QStringLiteral(SIMULATED_DEVICE_CONTROL));
 }
 
 QString shownText(const SerialMonitor &monitor)
@@ -124,10 +119,10 @@ void tst_Chip::talksToTheSerialMonitor()
 {
     openMonitor();
     send(*monitor, QStringLiteral("hello"));
-    QTRY_COMPARE_WITH_TIMEOUT(shownText(*monitor), QStringLiteral("Heard: hello"), answerTimeout);
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(*monitor), QStringLiteral("Heard: hello"), patience);
     send(*monitor, QStringLiteral("v"));
     QTRY_VERIFY_WITH_TIMEOUT(shownText(*monitor).endsWith(QStringLiteral("Version:Metronome__1")),
-                             answerTimeout);
+                             patience);
 }
 
 void tst_Chip::isMissedWhenThePlugIsPulled()
@@ -136,7 +131,7 @@ void tst_Chip::isMissedWhenThePlugIsPulled()
     MessageBoxDriver boxes;
     boxes.keepOpenFor(1000);
     QVERIFY(Chip::unplug());
-    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), answerTimeout);
+    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), patience);
     QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Unable to communicate with device")});
     QCOMPARE(child<QListWidget>(*window, "listWidget_devicelist")->count(), 0);
 
@@ -152,10 +147,11 @@ void tst_Chip::isMissedTwiceWhenTextWasPending()
     const MessageBoxDriver boxes;
     send(*monitor, QStringLiteral("lost"));
     QVERIFY(Chip::unplug());
-    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), answerTimeout);
-    QTRY_COMPARE(boxes.texts(),
-                 (QStringList {QStringLiteral("Unable to communicate with device"),
-                               QStringLiteral("Unable to write to device")}));
+    QTRY_VERIFY_WITH_TIMEOUT(!monitor->isVisible(), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(),
+                              (QStringList {QStringLiteral("Unable to communicate with device"),
+                                            QStringLiteral("Unable to write to device")}),
+                              patience);
     QVERIFY(Chip::replug());
 }
 
@@ -180,13 +176,13 @@ void tst_Chip::recoversFromAPlugPulledDuringTheUpload()
     QVERIFY(selectRow(*window, "listWidget_programlist", 0));
     QVERIFY(selectRow(*window, "listWidget_devicelist", 0));
     QProcess hand;
-    hand.start(QStringLiteral("sh"), {QStringLiteral("-c"), pullThePlugDuringUpload()});
+    hand.start(QStringLiteral("sh"), {QStringLiteral("-c"), Chip::unplugAfter(bytesInto)});
     const MessageBoxDriver boxes;
     QVERIFY(click(*window, "pushButton_update"));
     // It is avrdude's matter whether it ends or waits for the lost port until it is killed.
     QVERIFY(boxes.texts().last() == QLatin1String("Unable to upload to device.")
             || boxes.texts().last() == QLatin1String("Upload successfull."));
-    QVERIFY(hand.waitForFinished());
+    QVERIFY(hand.waitForFinished(patience));
     QCOMPARE(hand.exitCode(), 0);
     QVERIFY(!Chip::holds(QStringLiteral("Lantern__1")));
 

@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/pluggeddevice.h"
 #include "support/windowdriver.h"
 
@@ -225,7 +226,7 @@ void tst_DeviceQuery::whatCameBeforeTheRequestIsNoAnswer()
     const QByteArray stale("Version:Fade__9\r\n");
     ScriptedDevice device({"Version:Blink__3\r\n"});
     device.send(stale);
-    QTRY_COMPARE(device.unread(), stale.size());
+    QTRY_COMPARE_WITH_TIMEOUT(device.unread(), stale.size(), patience);
     MainWindow window;
 
     QVERIFY(window.OpenSerialPort(device.portName()));
@@ -507,7 +508,7 @@ void tst_DeviceQuery::refreshLeavesThePortToThePoll()
     QVERIFY(click(window, "pushButton_programondevice_refresh"));
 
     QVERIFY(device.isOpen());
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
 }
 
 void tst_DeviceQuery::refreshWarnsOfAnUnknownSketch()

@@ -2,7 +2,9 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/pluggeddevice.h"
+#include "support/pollwatch.h"
 #include "support/windowdriver.h"
 
 #include <QFrame>
@@ -376,7 +378,7 @@ void tst_Devices::selectingLeavesNoPortToServe()
     QVERIFY(!devices.second.isOpen());
     devices.first.unplug();
     devices.second.unplug();
-    QTest::qWait(300); // three ticks
+    QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList());
     QVERIFY(serialMonitor(window)->isVisible());
 }
@@ -493,7 +495,7 @@ void tst_Devices::theFrameFadesIn()
         qobject_cast<QGraphicsOpacityEffect *>(deviceFrame(window)->graphicsEffect());
     QVERIFY(effect != nullptr);
     QVERIFY(effect->opacity() < 0.1);
-    QTRY_COMPARE(effect->opacity(), 1.0);
+    QTRY_COMPARE_WITH_TIMEOUT(effect->opacity(), 1.0, patience);
 }
 
 void tst_Devices::theFrameFadesInForEveryDevice()

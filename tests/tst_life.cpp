@@ -5,6 +5,7 @@
 #include "support/applicationdirectory.h"
 #include "support/chip.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 
@@ -78,8 +79,9 @@ void tst_Life::cleanupTestCase()
 void tst_Life::startsWithAnEmptyRepositoryAndFillsIt()
 {
     QCOMPARE(child<QListWidget>(*window, "listWidget_programlist")->count(), 0);
-    QTRY_COMPARE(text("label_status"), upToDate);
-    QTRY_COMPARE(child<QListWidget>(*window, "listWidget_programlist")->count(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(text("label_status"), upToDate, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QListWidget>(*window, "listWidget_programlist")->count(), 2,
+                              patience);
     QCOMPARE(ApplicationDirectory::repositoryFiles(),
              (QStringList {ApplicationDirectory::sketchFileName(QStringLiteral("Lantern__1")),
                            ApplicationDirectory::sketchFileName(QStringLiteral("Metronome__2"))}));
@@ -118,15 +120,16 @@ void tst_Life::exchangesTextWithTheDevice()
     auto *line = child<QLineEdit>(*monitor, "lineEdit");
     QTest::keyClicks(line, QStringLiteral("good day"));
     QVERIFY(click(*monitor, "pushButton"));
-    QTRY_COMPARE(child<QTextBrowser>(*monitor, "textBrowser")->toPlainText(),
-                 QStringLiteral("Heard: good day"));
+    QTRY_COMPARE_WITH_TIMEOUT(child<QTextBrowser>(*monitor, "textBrowser")->toPlainText(),
+                              QStringLiteral("Heard: good day"), patience);
 }
 
 void tst_Life::losesTheDeviceAndFindsItAgain()
 {
     const MessageBoxDriver boxes;
     QVERIFY(Chip::unplug());
-    QTRY_COMPARE(child<QListWidget>(*window, "listWidget_devicelist")->count(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QListWidget>(*window, "listWidget_devicelist")->count(), 0,
+                              patience);
     QVERIFY(!window->findChild<SerialMonitor *>()->isVisible());
     QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Unable to communicate with device")});
 
@@ -140,11 +143,13 @@ void tst_Life::followsTheRepositoryToTheNextVersion()
     QVERIFY2(window->areYouOnline(), "this machine has no network interface but the loopback");
     publish({QStringLiteral("Lantern__1"), QStringLiteral("Metronome__3")});
     QVERIFY(click(*window, "pushButton_programlist_refresh"));
-    QTRY_COMPARE(
+    QTRY_COMPARE_WITH_TIMEOUT(
         ApplicationDirectory::repositoryFiles(),
         (QStringList {ApplicationDirectory::sketchFileName(QStringLiteral("Lantern__1")),
-                      ApplicationDirectory::sketchFileName(QStringLiteral("Metronome__3"))}));
-    QTRY_COMPARE(child<QListWidget>(*window, "listWidget_programlist")->count(), 2);
+                      ApplicationDirectory::sketchFileName(QStringLiteral("Metronome__3"))}),
+        patience);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QListWidget>(*window, "listWidget_programlist")->count(), 2,
+                              patience);
 }
 
 void tst_Life::updatesTheDeviceAgain()

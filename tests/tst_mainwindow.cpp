@@ -5,6 +5,7 @@
 #include "support/applicationdirectory.h"
 #include "support/contexttranslator.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/scripteddevice.h"
 #include "support/windowdriver.h"
 
@@ -26,7 +27,6 @@
 
 namespace {
 
-constexpr int patience = 30000; // ms
 const QSize windowSize(430, 332);
 
 template <auto operation, typename Signature>
@@ -359,7 +359,7 @@ void tst_MainWindow::pollTimer()
 {
     const TimerWatcher watcher;
     auto window = std::make_unique<MainWindow>();
-    QTRY_VERIFY(!watcher.poll.isNull());
+    QTRY_VERIFY_WITH_TIMEOUT(!watcher.poll.isNull(), patience);
     QCOMPARE(watcher.poll->interval(), 100);
     QVERIFY(watcher.poll->isActive());
     QVERIFY(!watcher.poll->isSingleShot());
@@ -376,7 +376,7 @@ void tst_MainWindow::pollReleasesThePort()
     QVERIFY(window.OpenSerialPort(device.portName()));
     QCOMPARE(openDescriptors(device.portName()), own + 1);
     // The monitor is hidden, so nobody needs the port.
-    QTRY_COMPARE(openDescriptors(device.portName()), own);
+    QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(device.portName()), own, patience);
 }
 
 void tst_MainWindow::closesThePort()

@@ -3,12 +3,15 @@
 #include "support/applicationdirectory.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
+#include "support/patience.h"
 #include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 
 #include <QElapsedTimer>
 #include <QNetworkReply>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <sys/resource.h>
@@ -17,13 +20,39 @@
 
 namespace {
 
-constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
-
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);
 
 ProcessUsage greater(const ProcessUsage &one, const ProcessUsage &other)
 {
     return {qMax(one.threads, other.threads), qMax(one.descriptors, other.descriptors)};
+}
+
+// The connections whose far end is the server's, one in each line.
+QString connectionsTo(const RepositoryServer &server)
+{
+    const QString port = server.proxyAddress().section(QLatin1Char(':'), -1);
+    QProcess list;
+    list.start(QStringLiteral("ss"),
+               {QStringLiteral("-tinHO"), QStringLiteral("dport"), QStringLiteral("="),
+                QLatin1Char(':') + port});
+    list.waitForFinished(patience);
+    return QString::fromUtf8(list.readAll());
+}
+
+// Whether over one connection half a sketch has come, but no whole one, and nothing waits to be
+// read.
+bool hasReadAPart(const RepositoryServer &server)
+{
+    static const QRegularExpression line(QStringLiteral("^ESTAB +0 .* bytes_received:(\\d+) "),
+                                         QRegularExpression::MultilineOption);
+    const int sketch = NumberedSketches::content(1).size();
+    QRegularExpressionMatchIterator found = line.globalMatch(connectionsTo(server));
+    while (found.hasNext()) {
+        const int received = found.next().captured(1).toInt();
+        if (received >= sketch / 2 && received < sketch)
+            return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -144,7 +173,7 @@ void tst_ManyFiles::killedWhileReceiving()
     QVERIFY(installed.start());
     QVERIFY(QTest::qWaitFor([&] { return installed.hasSketches(1); }, patience));
     QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(NumberedSketches::address(1)), 1, patience);
-    QTest::qWait(500); // for the half to arrive, which nothing outside the program shows
+    QTRY_VERIFY_WITH_TIMEOUT(hasReadAPart(*server), patience);
 
     installed.kill();
     QCOMPARE(installed.sketches().entryList(), QStringList {NumberedSketches::fileName(0)});

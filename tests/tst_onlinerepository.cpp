@@ -3,6 +3,7 @@
 #include "support/applicationdirectory.h"
 #include "support/isolation.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
@@ -30,8 +31,6 @@
 #include <memory>
 
 namespace {
-
-constexpr int patience = 20000; // ms, for a loaded machine
 
 const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
 const QString indexAddress = QStringLiteral("http://updates.korvex.example/vt_updater/"

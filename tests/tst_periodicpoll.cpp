@@ -2,7 +2,9 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/pluggeddevice.h"
+#include "support/pollwatch.h"
 #include "support/windowdriver.h"
 
 #include <QDeadlineTimer>
@@ -25,8 +27,8 @@ namespace {
 const QString cannotCommunicate = QStringLiteral("Unable to communicate with device");
 const QString cannotWrite = QStringLiteral("Unable to write to device");
 
-constexpr int severalTicks = 400; // ms
 constexpr int writeTime = 1000; // ms that a device has to take a text
+constexpr int moment = 50; // ms that it takes longer than the program's first try
 constexpr int longOpenTime = 600; // ms, six ticks
 
 QTextBrowser *view(const MainWindow &window)
@@ -57,13 +59,13 @@ bool waitForTick(const MainWindow &window, ScriptedDevice &device)
 {
     QSignalSpy spy(view(window), &QTextBrowser::textChanged);
     device.send("tick");
-    return spy.wait();
+    return spy.wait(patience);
 }
 
 // The program takes what the device sent, but no tick need have shown it yet.
 bool reachesTheProgram(const ScriptedDevice &device)
 {
-    for (const QDeadlineTimer limit(5000); device.unread() == 0 && !limit.hasExpired();)
+    for (const QDeadlineTimer limit(patience); device.unread() == 0 && !limit.hasExpired();)
         QThread::msleep(1);
     QCoreApplication::processEvents();
     return device.unread() == 0;
@@ -195,7 +197,7 @@ void tst_PeriodicPoll::receivedTextIsShown()
 
     device.send(sent);
 
-    QVERIFY(spy.wait());
+    QVERIFY(spy.wait(patience));
     QCOMPARE(shownText(window), shown);
 }
 
@@ -207,10 +209,10 @@ void tst_PeriodicPoll::aLineEndSplitBetweenTicksStays()
     QVERIFY(openSerialMonitor(window));
 
     device.send("abc\r");
-    QTRY_COMPARE(shownText(window), QStringLiteral("abc\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("abc\n"), patience);
     device.send("\ndef");
 
-    QTRY_COMPARE(shownText(window), QStringLiteral("abc\n\n\ndef"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("abc\n\n\ndef"), patience);
 }
 
 void tst_PeriodicPoll::eachTickMakesAParagraph()
@@ -221,12 +223,13 @@ void tst_PeriodicPoll::eachTickMakesAParagraph()
     QVERIFY(openSerialMonitor(window));
 
     device.send("abc\r\n");
-    QTRY_COMPARE(shownText(window), QStringLiteral("abc"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("abc"), patience);
     device.send("\r\n"); // nothing is left of it, so it makes no paragraph
-    QTest::qWait(severalTicks);
+    QVERIFY(reachesTheProgram(device));
+    QVERIFY(waitForTicks());
     device.send("def");
 
-    QTRY_COMPARE(shownText(window), QStringLiteral("abc\ndef"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("abc\ndef"), patience);
 }
 
 void tst_PeriodicPoll::typedTextIsSent_data()
@@ -258,7 +261,7 @@ void tst_PeriodicPoll::typedTextIsSent()
 
     sendByReturn(window, typed);
 
-    QTRY_COMPARE(receivedAfterTheQueries(device), received);
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), received, patience);
     QCOMPARE(boxes.texts(), QStringList());
 }
 
@@ -274,7 +277,7 @@ void tst_PeriodicPoll::ofTextsSentBetweenTicksTheLastIsWritten()
     sendByReturn(window, QStringLiteral("third"));
     QCOMPARE(receivedAfterTheQueries(device), QByteArray());
 
-    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("third"));
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("third"), patience);
 }
 
 void tst_PeriodicPoll::textIsSentOnce()
@@ -285,11 +288,11 @@ void tst_PeriodicPoll::textIsSentOnce()
     QVERIFY(openSerialMonitor(window));
 
     sendByReturn(window, QStringLiteral("once"));
-    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("once"));
-    QTest::qWait(severalTicks);
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("once"), patience);
+    QVERIFY(waitForTicks());
     sendByReturn(window, QStringLiteral("more"));
 
-    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("oncemore"));
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("oncemore"), patience);
 }
 
 void tst_PeriodicPoll::textGoesBothWaysInOneTick()
@@ -302,8 +305,9 @@ void tst_PeriodicPoll::textGoesBothWaysInOneTick()
     device.send("from the board");
     sendByReturn(window, QStringLiteral("to the board"));
 
-    QTRY_COMPARE(shownText(window), QStringLiteral("from the board"));
-    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("to the board"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("from the board"), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("to the board"),
+                              patience);
 }
 
 void tst_PeriodicPoll::aHiddenMonitorReleasesThePort()
@@ -317,7 +321,7 @@ void tst_PeriodicPoll::aHiddenMonitorReleasesThePort()
     serialMonitor(window)->close();
 
     QVERIFY(device.isOpen());
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
     QCOMPARE(boxes.texts(), QStringList());
     QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->currentRow(), 0);
     QVERIFY(child<QFrame>(window, "frame_deviceinfo")->isVisible());
@@ -335,7 +339,7 @@ void tst_PeriodicPoll::aHiddenMonitorSendsAndShowsNothing()
     device.send("unseen");
     serialMonitor(window)->close();
 
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
     QCOMPARE(receivedAfterTheQueries(device), QByteArray());
     QCOMPARE(shownText(window), QStringLiteral("tick"));
 }
@@ -347,11 +351,11 @@ void tst_PeriodicPoll::aShownMonitorKeepsThePort()
     window.show();
     QVERIFY(openSerialMonitor(window));
 
-    QTest::qWait(severalTicks);
+    QVERIFY(waitForTicks());
 
     QVERIFY(device.isOpen());
     device.send("still here");
-    QTRY_COMPARE(shownText(window), QStringLiteral("still here"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("still here"), patience);
 }
 
 void tst_PeriodicPoll::aMonitorWithoutPortIsLeftAlone()
@@ -364,7 +368,7 @@ void tst_PeriodicPoll::aMonitorWithoutPortIsLeftAlone()
     window.CloseSerialPort();
 
     sendByReturn(window, QStringLiteral("unsent"));
-    QTest::qWait(severalTicks);
+    QVERIFY(waitForTicks());
 
     QCOMPARE(boxes.texts(), QStringList());
     QVERIFY(serialMonitor(window)->isVisible());
@@ -384,7 +388,7 @@ void tst_PeriodicPoll::aTimeoutOfTheQueryIsNoLoss()
 
     device.send("still here");
 
-    QTRY_COMPARE(shownText(window), QStringLiteral("still here"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("still here"), patience);
     QCOMPARE(boxes.texts(), QStringList());
     QVERIFY(device.isOpen());
 }
@@ -400,8 +404,8 @@ void tst_PeriodicPoll::aLostDeviceIsReportedOnce()
 
     device.pull();
 
-    QTRY_VERIFY(isGivenUp(window, device));
-    QTest::qWait(severalTicks);
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
+    QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
     const SeenBox box = boxes.boxes().constFirst();
     QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
@@ -422,9 +426,10 @@ void tst_PeriodicPoll::aLostDeviceIsReportedTwiceWithTextToSend()
     device.pull();
     sendByReturn(window, QStringLiteral("lost"));
 
-    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
-    QTRY_VERIFY(QApplication::activeModalWidget() == nullptr);
-    QTest::qWait(severalTicks);
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
+                              patience);
+    QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeModalWidget() == nullptr, patience);
+    QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
     QCOMPARE(boxes.boxes().constLast().informativeText, QStringLiteral("Is it disconnected?"));
     QVERIFY(isGivenUp(window, device));
@@ -443,8 +448,8 @@ void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
     QVERIFY(reachesTheProgram(device));
     device.pull();
 
-    QTRY_COMPARE(boxes.texts(), QStringList {cannotCommunicate});
-    QTRY_COMPARE(shownText(window), QStringLiteral("tick\nlast words"));
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList {cannotCommunicate}, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("tick\nlast words"), patience);
 }
 
 void tst_PeriodicPoll::aDeviceLostDuringTheQueryIsReported()
@@ -460,7 +465,7 @@ void tst_PeriodicPoll::aDeviceLostDuringTheQueryIsReported()
 
     QVERIFY(serialMonitor(window)->isVisible());
     QCOMPARE(boxes.texts(), QStringList());
-    QTRY_VERIFY(isGivenUp(window, device));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
 }
 
@@ -480,13 +485,14 @@ void tst_PeriodicPoll::theListFollowsALoss()
     usb.unplug(lostName);
     lost.unplug();
 
-    QTRY_VERIFY(isGivenUp(window, lost));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, lost), patience);
     const auto *list = child<QListWidget>(window, "listWidget_devicelist");
     QCOMPARE(list->count(), 1);
     QCOMPARE(list->item(0)->text(), keptName);
 }
 
-// The poll waits for the device, so another thread must end the wait.
+// The poll waits for the device, so another thread must end the wait. It does so a moment after the
+// tick has begun; of the second that the device has, a busy machine may take the rest.
 void tst_PeriodicPoll::aDeviceMayBeBusyForAMoment()
 {
     PluggedDevice device;
@@ -494,17 +500,20 @@ void tst_PeriodicPoll::aDeviceMayBeBusyForAMoment()
     MessageBoxDriver boxes;
     window.show();
     QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTicks(1));
     device.setBusy(true);
-    std::thread recovery([&device] {
-        QThread::msleep(severalTicks);
+    const PollWatch poll;
+    std::thread recovery([&] {
+        while (poll.ticks() == 0)
+            QThread::msleep(1);
+        QThread::msleep(moment);
         device.setBusy(false);
     });
 
     sendByReturn(window, QStringLiteral("late"));
 
-    QTest::qWait(severalTicks);
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("late"), patience);
     recovery.join();
-    QTRY_COMPARE(receivedAfterTheQueries(device), QByteArray("late"));
     QCOMPARE(boxes.texts(), QStringList());
 }
 
@@ -523,8 +532,8 @@ void tst_PeriodicPoll::aDeviceThatTakesNothingIsReported()
 
     sendByReturn(window, QStringLiteral("unsent"));
 
-    QTRY_VERIFY(isGivenUp(window, device));
-    QTest::qWait(severalTicks);
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
+    QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList {cannotWrite});
     const SeenBox box = boxes.boxes().constFirst();
     QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
@@ -541,11 +550,11 @@ void tst_PeriodicPoll::unwrittenTextIsDropped()
     QVERIFY(openSerialMonitor(window));
     device.setBusy(true);
     sendByReturn(window, QStringLiteral("unsent"));
-    QTRY_VERIFY(isGivenUp(window, device));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     device.setBusy(false);
 
     QVERIFY(openSerialMonitor(window));
-    QTest::qWait(severalTicks);
+    QVERIFY(waitForTicks());
 
     QVERIFY(device.isOpen());
     QVERIFY(!device.received().contains("unsent"));
@@ -570,7 +579,8 @@ void tst_PeriodicPoll::thePortIsOpenWhileABoxIs()
     device.pull();
     sendByReturn(window, QStringLiteral("lost"));
 
-    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
+                              patience);
     QCOMPARE(open, QList<bool>({true, false})); // the first box ends with the port closed
     QCOMPARE(shown, QList<bool>({true, false}));
 }
@@ -592,7 +602,7 @@ void tst_PeriodicPoll::theProgramIsQuietWhileABoxIsOpen()
 
     device.pull();
 
-    QTRY_VERIFY(isGivenUp(window, device));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
     qInfo("%.3f s of processor time in %d ms", seconds, openTime);
     QVERIFY(seconds < 0.2 * openTime / 1000);
@@ -610,7 +620,7 @@ void tst_PeriodicPoll::theDeviceServesAgainAfterALoss()
     QVERIFY(openSerialMonitor(window));
     usb.unplug(name);
     before.unplug();
-    QTRY_VERIFY(isGivenUp(window, before));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, before), patience);
     ScriptedDevice after({"Version:Blink__3\r\n"});
     usb.plug(name, after.portName());
 
@@ -619,8 +629,8 @@ void tst_PeriodicPoll::theDeviceServesAgainAfterALoss()
     after.send("back again");
     sendByReturn(window, QStringLiteral("hello"));
 
-    QTRY_COMPARE(shownText(window), QStringLiteral("back again"));
-    QTRY_COMPARE(receivedAfterTheQueries(after), QByteArray("hello"));
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("back again"), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(after), QByteArray("hello"), patience);
     QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
 }
 

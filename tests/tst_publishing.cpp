@@ -1,5 +1,6 @@
 // The publishing guide, tried: its web server serves a published folder to the real program.
 #include "support/applicationdirectory.h"
+#include "support/patience.h"
 #include "support/publisher.h"
 
 #include <QDir>
@@ -16,7 +17,6 @@
 
 namespace {
 
-constexpr int patience = 60000; // ms, for a loaded machine and a sanitized program
 constexpr int portAttempts = 5; // somebody else may take a free port before the server does
 
 const QString sketchPattern = QStringLiteral("*ino.with_bootloader.standard.hex");

@@ -3,7 +3,9 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/pluggeddevice.h"
+#include "support/pollwatch.h"
 #include "support/windowdriver.h"
 
 #include <QCheckBox>
@@ -23,7 +25,6 @@
 
 namespace {
 
-constexpr int severalTicks = 400; // ms
 constexpr double endOfQtsPage = 8388607; // px
 constexpr double endOfQtsScrollBar = 21474836; // px
 constexpr double mostHeight = 10000000; // px
@@ -380,8 +381,8 @@ void tst_SerialMonitor::aTallTextIsLaidOutAnew()
     monitor.resize(monitor.width() + 100, monitor.height());
 
     QCOMPARE(view(monitor)->document()->size().height(), height);
-    QTRY_COMPARE(view(monitor)->verticalScrollBar()->maximum(),
-                 int(height) - view(monitor)->viewport()->height());
+    QTRY_COMPARE_WITH_TIMEOUT(view(monitor)->verticalScrollBar()->maximum(),
+                              int(height) - view(monitor)->viewport()->height(), patience);
 }
 
 void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull_data()
@@ -448,7 +449,8 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
     QVERIFY(height <= mostHeight);
     QVERIFY(height > mostHeight / 2);
     const QScrollBar *bar = view(monitor)->verticalScrollBar();
-    QTRY_COMPARE(bar->maximum(), int(height) - view(monitor)->viewport()->height());
+    QTRY_COMPARE_WITH_TIMEOUT(bar->maximum(), int(height) - view(monitor)->viewport()->height(),
+                              patience);
     QVERIFY(view(monitor)->toPlainText().endsWith(QStringLiteral("x\nend")));
 }
 
@@ -521,7 +523,7 @@ void tst_SerialMonitor::openingAsksTheDeviceFirst()
     QCOMPARE(child<QLabel>(window, "label_programondevice")->text(), QStringLiteral("Fade"));
     QVERIFY(device.isOpen());
     QVERIFY(serialMonitor(window)->isVisible());
-    QTest::qWait(severalTicks);
+    QVERIFY(waitForTicks());
     QCOMPARE(view(*serialMonitor(window))->toPlainText(), QString());
     QVERIFY(device.isOpen());
     QCOMPARE(boxes.texts(), QStringList());
@@ -541,7 +543,8 @@ void tst_SerialMonitor::openingAgainAsksAgain()
     QVERIFY(device.isOpen());
     QVERIFY(serialMonitor(window)->isVisible());
     device.send("still here");
-    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("still here"));
+    QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(),
+                              QStringLiteral("still here"), patience);
 }
 
 void tst_SerialMonitor::openingReplacesAnotherDevicesPort()
@@ -562,7 +565,8 @@ void tst_SerialMonitor::openingReplacesAnotherDevicesPort()
     QVERIFY(!first.isOpen());
     QVERIFY(second.isOpen());
     second.send("from the second");
-    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("from the second"));
+    QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(),
+                              QStringLiteral("from the second"), patience);
 }
 
 void tst_SerialMonitor::aDeviceThatDoesNotOpenIsReported()
@@ -611,16 +615,18 @@ void tst_SerialMonitor::textIsKeptWhileTheWindowIsHidden()
     window.show();
     QVERIFY(openSerialMonitor(window));
     device.send("before");
-    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before"));
+    QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before"),
+                              patience);
 
     serialMonitor(window)->close();
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
     QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
 
     QVERIFY(serialMonitor(window)->isVisible());
     QCOMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before"));
     device.send("after");
-    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("before\nafter"));
+    QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(),
+                              QStringLiteral("before\nafter"), patience);
 }
 
 void tst_SerialMonitor::closingTheWindowClosesThePort()
@@ -633,7 +639,7 @@ void tst_SerialMonitor::closingTheWindowClosesThePort()
 
     serialMonitor(window)->close();
 
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
     QVERIFY(!serialMonitor(window)->isVisible());
     QVERIFY(window.isVisible());
     QCOMPARE(boxes.texts(), QStringList());
@@ -670,8 +676,9 @@ void tst_SerialMonitor::textGoesThereAndBack()
     // The device answers the letter that it knows.
     QVERIFY(send(*serialMonitor(window), QStringLiteral("move"), how));
 
-    QTRY_COMPARE(view(*serialMonitor(window))->toPlainText(), QStringLiteral("got it"));
-    QTRY_COMPARE(device.received(), QByteArray("vvmove"));
+    QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(), QStringLiteral("got it"),
+                              patience);
+    QTRY_COMPARE_WITH_TIMEOUT(device.received(), QByteArray("vvmove"), patience);
     QCOMPARE(line(*serialMonitor(window))->text(), QString());
 }
 

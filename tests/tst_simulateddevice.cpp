@@ -1,6 +1,8 @@
 // The simulated device: its command line, and what a program finds that runs inside it. The tests
 // of the second kind run in this same program, started once more as the command.
 
+#include "support/patience.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -21,10 +23,8 @@
 
 namespace {
 
-constexpr int settleMs = 200;
-constexpr int answerMs = 1000;
+constexpr int answerMs = 1000; // as long as the program waits
 constexpr int queryAttempts = 10;
-constexpr int processMs = 60000;
 constexpr int manyTimes = 5000;
 constexpr int flashSize = 0x8000;
 constexpr int bootSectionStart = 0x7c00;
@@ -65,9 +65,9 @@ struct Outcome
 
 Outcome finish(QProcess &process)
 {
-    if (!process.waitForStarted() || !process.waitForFinished(processMs)) {
+    if (!process.waitForStarted(patience) || !process.waitForFinished(patience)) {
         process.kill();
-        process.waitForFinished();
+        process.waitForFinished(patience);
         return {};
     }
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
@@ -100,7 +100,7 @@ bool isAlive(const QByteArray &processId)
 QList<QByteArray> piecesOfLine(QSerialPort &port)
 {
     QList<QByteArray> pieces;
-    while (!pieces.join().endsWith("\r\n") && port.waitForReadyRead(answerMs))
+    while (!pieces.join().endsWith("\r\n") && port.waitForReadyRead(patience))
         pieces.append(port.readAll());
     return pieces;
 }
@@ -245,7 +245,7 @@ void tst_InsideTheDevice::versionLineArrivesInOnePiece()
     QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
     for (int i = 0; i < 20; ++i) {
         port.write("v");
-        QVERIFY(port.waitForReadyRead(answerMs));
+        QVERIFY(port.waitForReadyRead(patience));
         QCOMPARE(port.readAll(), expectedAnswer());
     }
 }
@@ -256,7 +256,7 @@ void tst_InsideTheDevice::textIsHeard()
     open(port);
     QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
     port.write("volume 7");
-    QVERIFY(port.waitForReadyRead(answerMs));
+    QVERIFY(port.waitForReadyRead(patience));
     QCOMPARE(port.readAll(), QByteArray("Heard: volume 7\r\n"));
 }
 
@@ -351,8 +351,9 @@ void tst_InsideTheDevice::portGivenUpWhileUnplugged()
     QCOMPARE(control({QStringLiteral("unplug")}).exitCode, 0);
     QVERIFY(!isListed());
     QVERIFY(!QFile::exists(QLatin1String("/dev/") + portName()));
-    QTRY_VERIFY(port.error() == QSerialPort::ReadError
-                || port.error() == QSerialPort::ResourceError);
+    QTRY_VERIFY_WITH_TIMEOUT(port.error() == QSerialPort::ReadError
+                                 || port.error() == QSerialPort::ResourceError,
+                             patience);
 
     port.close();
     QVERIFY(!port.open(QIODevice::ReadWrite));
@@ -418,8 +419,7 @@ void tst_InsideTheDevice::statusCountsOpeningsAndBytes()
     QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
     port.close();
     open(port);
-    QTest::qWait(settleMs);
-    QCOMPARE(statusNumber(QStringLiteral("opens")), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(statusNumber(QStringLiteral("opens")), 2, patience);
     QCOMPARE(statusNumber(QStringLiteral("resets")), 2);
     QVERIFY(statusNumber(QStringLiteral("in")) >= 2);
     QCOMPARE(statusNumber(QStringLiteral("out")), expectedAnswer().size());
@@ -525,8 +525,7 @@ QByteArray tst_SimulatedDevice::startSleeper(QProcess &simulation) const
     const auto started = [this] {
         return QFile::exists(filePath(QStringLiteral("id")));
     };
-    return QTest::qWaitFor(started, processMs) ? read(QStringLiteral("id")).trimmed()
-                                               : QByteArray();
+    return QTest::qWaitFor(started, patience) ? read(QStringLiteral("id")).trimmed() : QByteArray();
 }
 
 void tst_SimulatedDevice::helpTellsOptionsControlAndStatuses()
@@ -818,8 +817,8 @@ void tst_SimulatedDevice::commandDiesWithTheSimulation()
     const QByteArray command = startSleeper(simulation);
     QVERIFY(isAlive(command));
     simulation.kill();
-    QVERIFY(simulation.waitForFinished());
-    QTRY_VERIFY(!isAlive(command));
+    QVERIFY(simulation.waitForFinished(patience));
+    QTRY_VERIFY_WITH_TIMEOUT(!isAlive(command), patience);
 }
 
 template <typename Test>

@@ -1,5 +1,6 @@
 // The program as its user starts it: a process of its own, from its first line to its exit status.
 #include "support/desktop.h"
+#include "support/patience.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr int patience = 30000; // ms
 constexpr int keyPatience = 1000; // ms
 const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
 const QString boxTitle = QStringLiteral("Vantrel Updater");
@@ -141,7 +141,7 @@ void tst_Startup::cleanup()
 {
     if (program.state() != QProcess::NotRunning) {
         program.kill();
-        program.waitForFinished();
+        program.waitForFinished(patience);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "support/desktop.h"
 #include "support/isolation.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/repositoryserver.h"
 #include "support/scripteddevice.h"
 #include "support/usbtestbed.h"
@@ -28,7 +29,6 @@
 
 namespace {
 
-constexpr int patience = 15000; // ms
 const QString mark = QStringLiteral("Translated ");
 const QString germanFile = QStringLiteral("de_DE.ts");
 const QString frenchFile = QStringLiteral("fr_FR.ts");

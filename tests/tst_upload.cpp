@@ -2,6 +2,8 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
+#include "support/pollwatch.h"
 #include "support/scripteddevice.h"
 #include "support/usbtestbed.h"
 #include "support/windowdriver.h"
@@ -27,7 +29,6 @@ const QString portName = QStringLiteral("ttyUSB%1").arg(getpid());
 const QString otherPortName = QStringLiteral("cu.usbserial-A%1").arg(getpid());
 const QByteArray oldOnDevice = "Version:Blink__1\r\n";
 const QByteArray newOnDevice = "Version:Blink__2\r\n";
-constexpr int pollInterval = 100; // ms
 const QString untouched = QStringLiteral("Untouched status");
 
 const QString reportText =
@@ -165,36 +166,23 @@ QStringList disabledWidgets(const MainWindow &window)
 }
 
 // Stops the window's poll, which shows whether the program starts it again.
-class StoppedPoll : public QObject
+class StoppedPoll
 {
 public:
     StoppedPoll()
     {
-        qApp->installEventFilter(this);
-        found = QTest::qWaitFor([this] { return timer != nullptr; });
-        qApp->removeEventFilter(this);
-        if (found)
+        const PollWatch watch;
+        if (watch.waitForTicks(1))
+            timer = watch.timer();
+        if (isFound())
             timer->stop();
     }
 
-    bool isFound() const { return found; }
+    bool isFound() const { return timer != nullptr; }
     bool isStartedAgain() const { return timer->isActive(); }
-
-protected:
-    // The window's only timer that nothing owns; it is known by its ticks.
-    bool eventFilter(QObject *object, QEvent *event) override
-    {
-        auto *candidate = qobject_cast<QTimer *>(object);
-        if (event->type() == QEvent::Timer && candidate != nullptr && candidate->parent() == nullptr
-            && candidate->interval() == pollInterval) {
-            timer = candidate;
-        }
-        return false;
-    }
 
 private:
     QTimer *timer = nullptr;
-    bool found = false;
 };
 
 // The window with a device and, unless a test adds others, the sketch Blink in version 2.
@@ -216,10 +204,12 @@ public:
     bool isSettled() const
     {
         auto *status = child<QLabel>(*window, "label_status");
-        const bool settled = QTest::qWaitFor([status] {
-            return status->text()
-                == QLatin1String("Error contacting online repository. Are you online?");
-        });
+        const bool settled = QTest::qWaitFor(
+            [status] {
+                return status->text()
+                    == QLatin1String("Error contacting online repository. Are you online?");
+            },
+            patience);
         status->setText(untouched);
         progressBar()->setVisible(true);
         return settled;
@@ -793,6 +783,7 @@ void tst_Upload::outputDoesNotBlockUploader()
 
 void tst_Upload::uploaderMayCloseItsOutputs()
 {
+    // It runs on, so that a program that takes the closed outputs for its end is found out.
     ApplicationDirectory::installUploader(
         script("exec <&- >&- 2>&-\nsleep 0.3\necho ran > \"$here/ran\""));
     Bench bench;
@@ -824,8 +815,8 @@ void tst_Upload::portIsClosedWhileUploaderRuns()
 
 void tst_Upload::uploadRestartsPoll()
 {
-    ApplicationDirectory::installUploader(
-        script("sleep 0.2\ndate +%s%3N > \"$here/end\"")); // a tick is due by then
+    // Two intervals of the poll: a tick is due by then, and comes at once unless it is put off.
+    ApplicationDirectory::installUploader(script("sleep 0.2\ndate +%s%3N > \"$here/end\""));
     Bench bench;
     QVERIFY(bench.isReady());
     MessageBoxDriver boxes;
@@ -834,7 +825,7 @@ void tst_Upload::uploadRestartsPoll()
     QVERIFY(bench.window->OpenSerialPort(bench.port));
     QVERIFY(bench.portIsOpen());
 
-    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), patience);
     const qint64 closed = QDateTime::currentMSecsSinceEpoch();
     // A whole interval of 100 ms, which the timer may shorten by 5.
     QVERIFY(closed - writtenByUploader("end").trimmed().toLongLong() >= 90);
@@ -932,7 +923,7 @@ void tst_Upload::updateFromOldToNew()
     QVERIFY(!bench.progressBar()->isHidden());
     QCOMPARE(bench.label("label_status"), untouched);
     // Nobody needs the port while the monitor is hidden.
-    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), patience);
     QCOMPARE(bench.device.requests(), 3);
 }
 
@@ -996,7 +987,7 @@ void tst_Upload::monitorGoesOnAfterUpdate()
     QVERIFY(bench.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
     QVERIFY(uploaderRan());
-    QTest::qWait(300); // some ticks of the poll
+    QVERIFY(waitForTicks());
     QVERIFY(bench.portIsOpen());
 }
 

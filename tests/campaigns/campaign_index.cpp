@@ -2,6 +2,7 @@
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/patience.h"
 #include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
@@ -19,7 +20,6 @@
 
 namespace {
 
-constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
 constexpr qint64 memoryBound = 8LL * 1024; // KiB
 
 constexpr int threadsAtRest = 20; // a request that stays takes one

@@ -2,6 +2,7 @@
 #include "campaign.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
+#include "support/patience.h"
 #include "support/repositoryserver.h"
 
 #include <QElapsedTimer>
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
 constexpr int sketches = 100;
 
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);

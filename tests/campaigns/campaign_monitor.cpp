@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr int patience = 1200000; // ms
+constexpr int torrentTime = 1200000; // ms that a torrent may take
 constexpr int severalTicks = 500; // ms
 constexpr int longestWait = 5000; // ms; beyond it the window counts as lost, with a sanitizer too
 constexpr qint64 memoryBound = 16LL * 1024; // KiB resident, gaps of the heap included
@@ -145,10 +145,10 @@ bool showTorrent(ScriptedDevice *device, Filling filling, qint64 size)
 {
     {
         const Torrent torrent(device, filling, size);
-        if (!QTest::qWaitFor([&] { return torrent.isDone(); }, patience))
+        if (!QTest::qWaitFor([&] { return torrent.isDone(); }, torrentTime))
             return false;
     }
-    if (!QTest::qWaitFor([&] { return device->unread() == 0; }, patience))
+    if (!QTest::qWaitFor([&] { return device->unread() == 0; }, torrentTime))
         return false;
     QTest::qWait(severalTicks);
     return true;
@@ -231,7 +231,7 @@ void campaign_Monitor::asFastAsItGoes()
     const double seconds = double(time.elapsed() - severalTicks) / 1000.0;
     device.send(endMark);
     QTRY_VERIFY_WITH_TIMEOUT(view(window)->toPlainText().contains(QLatin1String("END OF THE")),
-                             patience);
+                             torrentTime);
     QVERIFY(window.isVisible());
     QVERIFY(serialMonitor(window)->isVisible());
     const int characters = view(window)->document()->characterCount();

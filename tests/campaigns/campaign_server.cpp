@@ -4,6 +4,7 @@
 #include "support/applicationdirectory.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
+#include "support/patience.h"
 #include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
@@ -19,7 +20,6 @@
 
 namespace {
 
-constexpr int patience = 120000; // ms, for a loaded machine and a sanitized program
 constexpr int connectionsAtOnce = 50;
 constexpr int second = 1000; // ms
 constexpr int usedAtRest = 20; // threads or descriptors; a download that stays takes one or two

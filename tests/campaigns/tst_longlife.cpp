@@ -5,6 +5,7 @@
 #include "bench.h"
 #include "footprint.h"
 #include "messageboxdriver.h"
+#include "patience.h"
 #include "repositoryserver.h"
 #include "windowdriver.h"
 
@@ -23,7 +24,6 @@
 
 namespace {
 
-constexpr int patience = 30000; // ms
 constexpr int timerTime = 500; // ms
 constexpr int warmUpRounds = 10; // until caches and pools have their size
 constexpr int sketchSize = 20000; // bytes

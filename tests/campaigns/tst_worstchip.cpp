@@ -4,6 +4,7 @@
 #include "chip.h"
 #include "mainwindow/mainwindow.h"
 #include "messageboxdriver.h"
+#include "patience.h"
 #include "windowdriver.h"
 
 #include <QElapsedTimer>
@@ -20,7 +21,6 @@ namespace {
 constexpr int queryTimeout = 20000; // ms that ten attempts may take
 constexpr int uploadTimeout = 30000; // ms
 constexpr int grace = 20000; // ms that a loaded machine may take for the rest
-constexpr int answerTimeout = 10000; // ms
 constexpr int fewTimes = 5;
 
 const QString success = QStringLiteral("Upload successfull.");
@@ -34,17 +34,17 @@ public:
     explicit Hand(const QString &shellCommand)
     {
         process.start(QStringLiteral("sh"), {QStringLiteral("-c"), shellCommand});
-        process.waitForStarted();
+        process.waitForStarted(patience);
     }
     ~Hand()
     {
         process.kill();
-        process.waitForFinished();
+        process.waitForFinished(patience);
     }
     Hand(const Hand &) = delete;
     Hand &operator=(const Hand &) = delete;
 
-    bool isDone() { return process.waitForFinished() && process.exitCode() == 0; }
+    bool isDone() { return process.waitForFinished(patience) && process.exitCode() == 0; }
 
 private:
     QProcess process;
@@ -124,8 +124,7 @@ bool tst_WorstChip::serves() const
     QTest::keyClick(line, Qt::Key_Return);
     const auto *view = child<QTextBrowser>(*monitor, "textBrowser");
     const bool answered = QTest::qWaitFor(
-        [view] { return view->toPlainText().endsWith(QLatin1String("Heard: hello")); },
-        answerTimeout);
+        [view] { return view->toPlainText().endsWith(QLatin1String("Heard: hello")); }, patience);
     monitor->close();
     return answered && boxes.boxes().isEmpty();
 }
@@ -183,7 +182,7 @@ void tst_WorstChip::mayRestartDuringTheUpload()
 
 void tst_WorstChip::mayGoDuringTheQuery()
 {
-    Hand hand(QStringLiteral("sleep 1; ") + control + QStringLiteral("unplug"));
+    Hand hand(Chip::unplugAfter(1)); // with the first request
     QElapsedTimer timer;
     timer.start();
     QVERIFY(selectBoth());

@@ -4,6 +4,8 @@
 #include "bench.h"
 #include "footprint.h"
 #include "messageboxdriver.h"
+#include "patience.h"
+#include "pollwatch.h"
 #include "windowdriver.h"
 
 #include <QAbstractEventDispatcher>
@@ -22,7 +24,8 @@ constexpr int allAttempts = 10;
 constexpr int queryTimeout = 20000; // ms that ten attempts may take
 constexpr int timesPulled = 20;
 constexpr int grace = 10000; // ms that a loaded machine may take for the rest
-constexpr int severalTicks = 400; // ms
+constexpr int severalTicks =
+    400; // ms, where none can be counted: the poll rests behind its own box
 constexpr int lineSpeed = 11520; // bytes per second at 115200 baud
 constexpr int fastestFlood = 1000000; // bytes per second
 constexpr int longestPause = 2000; // ms that a flood may keep the window from the user
@@ -111,8 +114,7 @@ bool askAndSend(Bench &bench)
 // The poll needs a tick to see it.
 bool waitForPoll(Bench &)
 {
-    QTest::qWait(severalTicks);
-    return true;
+    return waitForTicks();
 }
 
 bool openMonitorAndReceive(Bench &bench)
@@ -280,8 +282,8 @@ void tst_WorstDevice::itMayGoAtAnyTime()
     {
         const MessageBoxDriver boxes;
         QVERIFY(scene.act(bench));
-        QTRY_COMPARE(boxes.texts(), scene.boxes);
-        QTest::qWait(severalTicks);
+        QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), scene.boxes, patience);
+        QVERIFY(waitForTicks());
         QCOMPARE(boxes.texts(), scene.boxes);
     }
     QVERIFY(!bench.isMonitorShown());
@@ -355,11 +357,17 @@ void tst_WorstDevice::itMayGoBehindABox()
         QObject::connect(timer, &QTimer::timeout, timer, action);
         timer->start(time);
     };
-    later(severalTicks, [&] { bench.pull(); });
-    later(2 * severalTicks, [&] { unrest = std::make_unique<Unrest>(); });
-    later(2 * severalTicks + boxTime, [&] {
+    const auto answerBoxes = [&] {
         quietBehind = unrest->isQuiet();
         boxes = std::make_unique<MessageBoxDriver>();
+    };
+    const auto watch = [&] {
+        unrest = std::make_unique<Unrest>();
+        later(boxTime, answerBoxes);
+    };
+    later(severalTicks, [&] {
+        bench.pull();
+        later(severalTicks, watch);
     });
 
     QVERIFY(scene.act(bench));

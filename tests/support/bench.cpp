@@ -3,6 +3,7 @@
 
 #include "applicationdirectory.h"
 #include "messageboxdriver.h"
+#include "patience.h"
 #include "windowdriver.h"
 
 #include <QApplication>
@@ -13,8 +14,6 @@
 #include <QTextBrowser>
 
 namespace {
-
-constexpr int patience = 20000; // ms
 
 const QString sketch = QStringLiteral("Blink__3");
 const QString greeting = QStringLiteral("good day");

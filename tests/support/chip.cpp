@@ -19,6 +19,13 @@ bool control(const QStringList &command)
     return succeeds(QStringLiteral(SIMULATED_DEVICE_CONTROL), command);
 }
 
+// A script that leaves the count of bytes that have come in the variable.
+QString countBytes(const QString &variable)
+{
+    return QStringLiteral("%1=$('%2' status | sed 's/.* in=\\([0-9]*\\).*/\\1/'); ")
+        .arg(variable, QStringLiteral(SIMULATED_DEVICE_CONTROL));
+}
+
 QString imagePath(const QString &baseName)
 {
     return QStringLiteral(FIRMWARE_DIR "/") + ApplicationDirectory::sketchFileName(baseName);
@@ -39,6 +46,14 @@ bool Chip::replug()
 bool Chip::reset()
 {
     return control({QStringLiteral("reset")});
+}
+
+QString Chip::unplugAfter(int bytes)
+{
+    return countBytes(QStringLiteral("before")) + countBytes(QStringLiteral("now"))
+        + QStringLiteral("while [ $((now - before)) -lt %1 ]; do ").arg(bytes)
+        + countBytes(QStringLiteral("now"))
+        + QStringLiteral("done; '" SIMULATED_DEVICE_CONTROL "' unplug");
 }
 
 bool Chip::holds(const QString &baseName)

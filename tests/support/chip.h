@@ -12,6 +12,8 @@ bool unplug();
 bool replug();
 // As its reset button does.
 bool reset();
+// A shell script for while the window is blocked: unplugs once so many more bytes have come.
+QString unplugAfter(int bytes);
 
 // Whether the flash holds exactly what the image defines, in each byte that it defines. The image
 // is the one that was built as "<name>__<version>".

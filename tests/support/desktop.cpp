@@ -1,12 +1,12 @@
 // A private X server, a window manager and xdotool.
 #include "desktop.h"
 
+#include "patience.h"
+
 #include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace {
-
-constexpr int startTimeout = 20000; // ms
 
 const QString serverProgram = QStringLiteral("Xvfb");
 const QString windowManagerProgram = QStringLiteral("openbox");
@@ -15,7 +15,7 @@ const QString handsProgram = QStringLiteral("xdotool");
 void stop(QProcess &process)
 {
     process.terminate();
-    if (!process.waitForFinished(startTimeout))
+    if (!process.waitForFinished(patience))
         process.kill();
 }
 
@@ -44,7 +44,7 @@ bool Desktop::start()
                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                   QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
                   QStringLiteral("tcp"), QStringLiteral("-noreset")});
-    if (!server.waitForReadyRead(startTimeout))
+    if (!server.waitForReadyRead(patience))
         return false;
     display = QLatin1Char(':') + QString::fromLatin1(server.readAllStandardOutput().trimmed());
 
@@ -53,7 +53,7 @@ bool Desktop::start()
     windowManager.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
     windowManager.start(windowManagerProgram,
                         {QStringLiteral("--startup"), QStringLiteral("echo ready")});
-    return windowManager.waitForReadyRead(startTimeout);
+    return windowManager.waitForReadyRead(patience);
 }
 
 QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
@@ -119,6 +119,6 @@ QString Desktop::hands(const QStringList &arguments) const
     QProcess process;
     process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
     process.start(handsProgram, arguments);
-    process.waitForFinished();
+    process.waitForFinished(patience);
     return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
 }

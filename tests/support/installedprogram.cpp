@@ -1,6 +1,8 @@
 // Starts and ends the real program.
 #include "installedprogram.h"
 
+#include "patience.h"
+
 #include <QFile>
 
 namespace {
@@ -26,13 +28,13 @@ bool InstalledProgram::start(const QString &limit)
     process.start(
         QStringLiteral("bash"),
         {QStringLiteral("-c"), QStringLiteral("ulimit %1 && exec \"$0\"").arg(limit), program()});
-    return process.waitForStarted();
+    return process.waitForStarted(patience);
 }
 
 void InstalledProgram::kill()
 {
     process.kill();
-    process.waitForFinished();
+    process.waitForFinished(patience);
 }
 
 bool InstalledProgram::isRunning() const

@@ -1,6 +1,8 @@
 // Reads the process file system.
 #include "processusage.h"
 
+#include "patience.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -10,7 +12,8 @@
 
 namespace {
 
-constexpr int minute = 60000; // ms
+// Qt ends idle threads and connections later than their work: nothing has changed for so long.
+constexpr int restTime = 1000; // ms
 
 int entryCount(const QString &directory)
 {
@@ -42,7 +45,7 @@ ProcessUsage settledUsageOf(qint64 process)
     ProcessUsage usage = usageOf(process);
     QElapsedTimer unchanged;
     unchanged.start();
-    while (unchanged.elapsed() < 1000) {
+    while (unchanged.elapsed() < restTime) {
         QTest::qWait(20);
         const ProcessUsage now = usageOf(process);
         if (now == usage)
@@ -61,7 +64,7 @@ bool comesDownTo(ProcessUsage bound, qint64 process)
         return now.threads > 0 && now.threads <= bound.threads
             && now.descriptors <= bound.descriptors;
     };
-    if (QTest::qWaitFor(isDown, minute))
+    if (QTest::qWaitFor(isDown, patience))
         return true;
     qWarning("%s instead of at most %s", describe(now).constData(), describe(bound).constData());
     return false;

@@ -2,6 +2,7 @@
 #include "publisher.h"
 
 #include "applicationdirectory.h"
+#include "patience.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr int patience = 60000; // ms
 constexpr int bytesOfRecord = 16;
 const QString tool = QStringLiteral(PUBLISH_REPOSITORY);
 

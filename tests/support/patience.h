@@ -1,0 +1,9 @@
+#ifndef PATIENCE_H
+#define PATIENCE_H
+
+// How long a test waits for what has to come, in ms. What comes is not waited for any longer than
+// it takes, so this bounds only a failure: long enough for a sanitized program on a busy machine,
+// and shorter than CTest's limit for a whole program.
+constexpr int patience = 120000;
+
+#endif
