@@ -185,8 +185,12 @@ void MainWindow::getSketchNameAndVersion()
 
 void MainWindow::on_pushButton_programondevice_refresh_clicked()
 {
-    // The button shows only while a device is selected. The poll closes the port again.
-    OpenSerialPort(ui->listWidget_devicelist->currentItem()->text());
+    // An assistive tool presses the button as well while it is hidden.
+    const QListWidgetItem *device = ui->listWidget_devicelist->currentItem();
+    if (device == nullptr)
+        return;
+
+    OpenSerialPort(device->text()); // the poll closes the port again
     if (ui->label_programondevice->text() != QLatin1String("Unknown sketch"))
         return;
 

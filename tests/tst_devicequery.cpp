@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QLabel>
+#include <QPushButton>
 #include <QTest>
 #include <QTranslator>
 
@@ -121,6 +122,7 @@ private slots:
     void refreshWarnsByTheEarlierLabelWhenThePortDoesNotOpen_data();
     void refreshWarnsByTheEarlierLabelWhenThePortDoesNotOpen();
     void refreshDoesNotWarnByATranslatedLabel();
+    void refreshDoesNothingWithoutASelectedDevice();
 };
 
 void tst_DeviceQuery::init()
@@ -579,6 +581,25 @@ void tst_DeviceQuery::refreshDoesNotWarnByATranslatedLabel()
 
     QCOMPARE(programOnDevice(window), QStringLiteral("Unbekannter Sketch"));
     QCOMPARE(boxes.texts(), QStringList());
+}
+
+// An assistive tool presses a hidden button as well.
+void tst_DeviceQuery::refreshDoesNothingWithoutASelectedDevice()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    auto *button = child<QPushButton>(window, "pushButton_programondevice_refresh");
+    QVERIFY(!button->isVisible());
+    const QString label = programOnDevice(window);
+
+    button->click();
+
+    QCOMPARE(boxes.texts(), QStringList());
+    QCOMPARE(device.requests(), 0);
+    QVERIFY(!device.isOpen());
+    QCOMPARE(programOnDevice(window), label);
 }
 
 QTEST_MAIN(tst_DeviceQuery)
