@@ -1,5 +1,6 @@
 // The poll: what it moves between the device and the serial monitor, and when it gives a device up.
 #include "mainwindow/mainwindow.h"
+#include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
@@ -9,6 +10,7 @@
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QFrame>
 #include <QLineEdit>
 #include <QListWidget>
@@ -19,8 +21,10 @@
 #include <QTextCodec>
 #include <QThread>
 
+#include <functional>
 #include <sys/resource.h>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -86,6 +90,27 @@ double processorSeconds()
         + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
+// Calls back when the window is about to be hidden.
+class HideWatch : public QObject
+{
+public:
+    HideWatch(QWidget *window, std::function<void()> onHide)
+        : action(std::move(onHide))
+    {
+        window->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Hide)
+            action();
+        return false;
+    }
+
+private:
+    const std::function<void()> action;
+};
+
 // Another character set of the system for as long as it lives.
 class LocalCharacterSet
 {
@@ -133,6 +158,8 @@ private slots:
 
     void aLostDeviceIsReportedOnce();
     void aLostDeviceIsReportedTwiceWithTextToSend();
+    void aLostDevicesMonitorIsHiddenBeforeTheListIsNew();
+    void textToSendOutlivesTheReportOfTheLoss();
     void textReceivedBeforeTheLossIsShown();
     void aDeviceLostDuringTheQueryIsReported();
     void theListFollowsALoss();
@@ -183,6 +210,8 @@ void tst_PeriodicPoll::receivedTextIsShown_data()
                                                  "b")
                                    << QStringLiteral("a\ufffdb");
     QTest::newRow("blanks") << QByteArray("  a  b  ") << QStringLiteral("  a  b  ");
+    QTest::newRow("what looks like HTML") << QByteArray("temp <b>21.5   C, limit < 30")
+                                          << QStringLiteral("temp <b>21.5   C, limit < 30");
 }
 
 void tst_PeriodicPoll::receivedTextIsShown()
@@ -433,6 +462,54 @@ void tst_PeriodicPoll::aLostDeviceIsReportedTwiceWithTextToSend()
     QCOMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
     QCOMPARE(boxes.boxes().constLast().informativeText, QStringLiteral("Is it disconnected?"));
     QVERIFY(isGivenUp(window, device));
+}
+
+void tst_PeriodicPoll::aLostDevicesMonitorIsHiddenBeforeTheListIsNew()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    const auto *list = child<QListWidget>(window, "listWidget_devicelist");
+    bool open = true;
+    bool known = false;
+    bool listed = false;
+    const HideWatch watch(serialMonitor(window), [&] {
+        open = device.isOpen();
+        known = !window.findSerialInfoByName(device.listedName()).isNull();
+        listed = list->count() == 1;
+    });
+
+    device.pull();
+
+    QTRY_VERIFY(isGivenUp(window, device));
+    QVERIFY(!open);
+    QVERIFY(known);
+    QVERIFY(listed);
+    QVERIFY(window.findSerialInfoByName(device.listedName()).isNull());
+    QCOMPARE(list->count(), 0);
+}
+
+// It goes with the report that it could not be written, not before.
+void tst_PeriodicPoll::textToSendOutlivesTheReportOfTheLoss()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    const auto *monitor = child<SerialMonitor>(window, "SerialMonitor");
+    QStringList pending;
+    boxes.whileOpen([&] { pending.append(monitor->pendingText()); });
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    QVERIFY(waitForTick(window, device));
+
+    device.pull();
+    sendByReturn(window, QStringLiteral("lost"));
+
+    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QCOMPARE(pending, QStringList({QStringLiteral("lost"), QStringLiteral("lost")}));
+    QTRY_COMPARE(monitor->pendingText(), QString());
 }
 
 void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
