@@ -19,10 +19,22 @@ constexpr double tallestText = 10'000'000; // px
 constexpr double longestText = 15'000'000; // characters, which the narrowest window can hold
 constexpr double portionKept = 0.9; // not all that fits, because each time all that is left moves
 
-// How many times more than the view can hold it has.
-double load(const QTextDocument &document)
+// Text size relative to what the view can hold; above 1 the oldest text goes.
+double fullness(const QTextDocument &document)
 {
     return qMax(document.size().height() / tallestText, document.characterCount() / longestText);
+}
+
+// A text browser's own append() takes whatever looks like a tag for HTML.
+void appendPlainParagraph(QTextDocument *document, const QString &text)
+{
+    QTextCursor cursor(document);
+    cursor.beginEditBlock();
+    cursor.movePosition(QTextCursor::End);
+    if (!document->isEmpty())
+        cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+    cursor.insertText(text);
+    cursor.endEditBlock();
 }
 
 } // namespace
@@ -46,15 +58,13 @@ void SerialMonitor::appendToSerialMonitor(QString text)
 {
     QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
     const bool automatic = ui->checkBox->isChecked();
-    // A text browser follows its end while it stands there, wanted or not.
     if (automatic)
         scrollBar->setValue(scrollBar->maximum());
     int position = scrollBar->value();
-    ui->textBrowser->append(text);
-    if (load(*ui->textBrowser->document()) > 1)
+    appendPlainParagraph(ui->textBrowser->document(), text);
+    if (fullness(*ui->textBrowser->document()) > 1)
         position -= dropOldestText();
-    if (!automatic)
-        scrollBar->setValue(position);
+    scrollBar->setValue(automatic ? scrollBar->maximum() : position);
 }
 
 // The text browser takes the page's height away whenever its width changes.
@@ -69,7 +79,7 @@ void SerialMonitor::keepTextOnOnePage()
 int SerialMonitor::dropOldestText()
 {
     QTextDocument *document = ui->textBrowser->document();
-    const double portion = 1 - portionKept / load(*document);
+    const double portion = 1 - portionKept / fullness(*document);
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::NextBlock, QTextCursor::KeepAnchor,
                         qMax(1, int(document->blockCount() * portion)));

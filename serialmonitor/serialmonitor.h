@@ -16,7 +16,8 @@ public:
     explicit SerialMonitor(QWidget *parent);
     ~SerialMonitor() override;
 
-    // Each call makes one paragraph. The oldest paragraphs go when the view can hold no more.
+    // Each call makes one paragraph of plain text, whatever it contains. The oldest paragraphs go
+    // when the view can hold no more.
     void appendToSerialMonitor(QString text);
 
     void scheduleToSendAndClear();

@@ -9,6 +9,8 @@
 #include "support/windowdriver.h"
 
 #include <QCheckBox>
+#include <QElapsedTimer>
+#include <QFontMetrics>
 #include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
@@ -18,10 +20,13 @@
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextBrowser>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <QTextFrame>
 
 namespace {
 
@@ -29,6 +34,8 @@ constexpr double endOfQtsPage = 8388607; // px
 constexpr double endOfQtsScrollBar = 21474836; // px
 constexpr double mostHeight = 10000000; // px
 constexpr int mostCharacters = 15000000;
+constexpr int moment =
+    5000; // ms; taken for HTML, nested tables hold the window for four times that
 
 QLineEdit *line(const QWidget &monitor)
 {
@@ -97,11 +104,81 @@ QString letters(int count)
     return lines;
 }
 
+QString paragraphOf(int lines)
+{
+    const QString first = QStringLiteral("x");
+    return first + (QChar(QChar::LineSeparator) + first).repeated(lines - 1);
+}
+
 // Of the first character that the view shows, counted from the end of the text.
 int placeOfTopLine(const SerialMonitor &monitor)
 {
     const QTextBrowser *text = view(monitor);
     return text->document()->characterCount() - text->cursorForPosition(QPoint(0, 1)).position();
+}
+
+// What a device may send and a text browser would take for HTML.
+void addMarkup()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("tag and comparison") << QStringLiteral("temp <b>21.5   C, limit < 30");
+    QTest::newRow("comparisons") << QStringLiteral("if (a<p && b>q) stop");
+    QTest::newRow("table") << QStringLiteral("cmd: <table> <row>");
+    QTest::newRow("style") << QStringLiteral("<style>x");
+    QTest::newRow("style sheet") << QStringLiteral("<style>* { color: red }</style>x");
+    QTest::newRow("nested tables") << QStringLiteral("<table><tr><td>").repeated(30);
+    QTest::newRow("picture without end") << QStringLiteral("<img src=\"/dev/zero\">");
+    QTest::newRow("link") << QStringLiteral("<a href=\"/etc/hostname\">name</a>");
+    QTest::newRow("bold and large") << QStringLiteral("<h1><b>x</b></h1>");
+    QTest::newRow("page") << QStringLiteral("<!DOCTYPE html><html><body><p>a<p>b</body></html>");
+    QTest::newRow("entities") << QStringLiteral("<i>&lt;&amp;&nbsp;&#65;</i>");
+    QTest::newRow("comment") << QStringLiteral("<b></b><!-- x --> y");
+    QTest::newRow("blanks around tags") << QStringLiteral("   <b>  </b>   a\t\tb   ");
+    QTest::newRow("line feeds between tags") << QStringLiteral("<p>a\nb\n\n<br>c\n");
+}
+
+bool hasDefaultFormatThroughout(const QTextBlock &paragraph)
+{
+    for (QTextBlock::iterator part = paragraph.begin(); !part.atEnd(); ++part) {
+        if (part.fragment().charFormat() != QTextCharFormat())
+            return false;
+    }
+    return paragraph.charFormat() == QTextCharFormat()
+        && paragraph.blockFormat() == QTextBlockFormat();
+}
+
+bool hasDefaultFormatThroughout(const QTextDocument &document)
+{
+    for (QTextBlock block = document.firstBlock(); block.isValid(); block = block.next()) {
+        if (!hasDefaultFormatThroughout(block))
+            return false;
+    }
+    return document.rootFrame()->childFrames().isEmpty();
+}
+
+// The places of all characters, as far as they are in sight.
+QList<QPoint> placesOfCharacters(const QTextBrowser &text)
+{
+    QList<QPoint> places;
+    QTextCursor cursor(text.document());
+    do {
+        places.append(text.cursorRect(cursor).center());
+    } while (cursor.movePosition(QTextCursor::NextCharacter));
+    return places;
+}
+
+void select(QTextBrowser *text, int from, int to)
+{
+    QTextCursor cursor = text->textCursor();
+    cursor.setPosition(from);
+    cursor.setPosition(to, QTextCursor::KeepAnchor);
+    text->setTextCursor(cursor);
+}
+
+QPair<int, int> selection(const QTextBrowser &text)
+{
+    return {text.textCursor().anchor(), text.textCursor().position()};
 }
 
 QStringList ownSlots(const QMetaObject &metaObject)
@@ -144,13 +221,28 @@ private slots:
     void theTextStaysAsTyped();
 
     void eachCallAppendsAParagraph();
+    void markupIsShownAsSent_data();
+    void markupIsShownAsSent();
+    void markupIsShownAsSentAfterClear_data();
+    void markupIsShownAsSentAfterClear();
+    void nothingIsALink();
+    void aParagraphTakesNoFormatFromBefore_data();
+    void aParagraphTakesNoFormatFromBefore();
+    void plainTextIsShownAsInATextBrowser_data();
+    void plainTextIsShownAsInATextBrowser();
+    void blanksTakeTheirWidth_data();
+    void blanksTakeTheirWidth();
+    void theSelectionStays_data();
+    void theSelectionStays();
     void automaticScroll_data();
     void automaticScroll();
+    void automaticScrollGoesToTheEndBeforeTheTextComes();
     void aTallTextIsLaidOutAnew();
     void theOldestTextGoesWhenTheViewIsFull_data();
     void theOldestTextGoesWhenTheViewIsFull();
     void theOldestTextGoesWhenTheViewIsNarrowed();
     void theOldestTextGoesWhenThereIsTooMuch();
+    void theOldestParagraphGoesHoweverFewThereAre();
     void clearEmptiesTheViewOnly();
 
     void noDeviceIsSelected();
@@ -159,6 +251,7 @@ private slots:
     void openingReplacesAnotherDevicesPort();
     void aDeviceThatDoesNotOpenIsReported();
     void aDeviceThatDoesNotOpenAgainIsReported();
+    void aDeviceThatDoesNotOpenIsReportedBeforeTheScan();
     void textIsKeptWhileTheWindowIsHidden();
     void closingTheWindowClosesThePort();
     void theWindowGoesWithTheMainWindow();
@@ -335,6 +428,191 @@ void tst_SerialMonitor::eachCallAppendsAParagraph()
     QCOMPARE(view(monitor)->toPlainText(), QStringLiteral("a\nb c\nd"));
 }
 
+void tst_SerialMonitor::markupIsShownAsSent_data()
+{
+    addMarkup();
+}
+
+void tst_SerialMonitor::markupIsShownAsSent()
+{
+    QFETCH(QString, text);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    QElapsedTimer time;
+    time.start();
+
+    monitor.appendToSerialMonitor(text);
+    monitor.appendToSerialMonitor(text);
+    monitor.appendToSerialMonitor(QStringLiteral("end"));
+    view(monitor)->repaint();
+
+    QVERIFY(time.elapsed() < moment);
+    QCOMPARE(view(monitor)->toPlainText(),
+             QStringList({text, text, QStringLiteral("end")}).join(QLatin1Char('\n')));
+    QVERIFY(hasDefaultFormatThroughout(*view(monitor)->document()));
+}
+
+void tst_SerialMonitor::markupIsShownAsSentAfterClear_data()
+{
+    addMarkup();
+}
+
+void tst_SerialMonitor::markupIsShownAsSentAfterClear()
+{
+    QFETCH(QString, text);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.appendToSerialMonitor(text);
+    QVERIFY(click(monitor, "pushButton_2"));
+
+    monitor.appendToSerialMonitor(text);
+
+    QCOMPARE(view(monitor)->toPlainText(), text);
+    QVERIFY(hasDefaultFormatThroughout(*view(monitor)->document()));
+}
+
+void tst_SerialMonitor::nothingIsALink()
+{
+    const QString received = QStringLiteral("<a href=\"/etc/hostname\">name</a>\n"
+                                            "/etc/hostname file:///etc/hostname");
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.appendToSerialMonitor(received);
+
+    for (const QPoint &place : placesOfCharacters(*view(monitor))) {
+        QCOMPARE(view(monitor)->anchorAt(place), QString());
+        QTest::mouseClick(view(monitor)->viewport(), Qt::LeftButton, Qt::NoModifier, place);
+    }
+
+    QCOMPARE(view(monitor)->toPlainText(), received);
+    QCOMPARE(view(monitor)->source(), QUrl());
+}
+
+void tst_SerialMonitor::aParagraphTakesNoFormatFromBefore_data()
+{
+    QTest::addColumn<bool>("cleared");
+    QTest::newRow("behind it") << false;
+    QTest::newRow("in its place") << true;
+}
+
+// Not even from what the device cannot send.
+void tst_SerialMonitor::aParagraphTakesNoFormatFromBefore()
+{
+    QFETCH(bool, cleared);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    view(monitor)->setHtml(QStringLiteral("<h1><center><a href=\"/etc/hostname\">x</a>"));
+    view(monitor)->moveCursor(QTextCursor::End);
+    QVERIFY(!hasDefaultFormatThroughout(*view(monitor)->document()));
+    QVERIFY(!cleared || click(monitor, "pushButton_2"));
+
+    monitor.appendToSerialMonitor(QStringLiteral("plain"));
+
+    QCOMPARE(view(monitor)->document()->lastBlock().text(), QStringLiteral("plain"));
+    QVERIFY(hasDefaultFormatThroughout(view(monitor)->document()->lastBlock()));
+}
+
+void tst_SerialMonitor::plainTextIsShownAsInATextBrowser_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("line feed") << QStringLiteral("a\nb");
+    QTest::newRow("line feeds around it") << QStringLiteral("\na\n");
+    QTest::newRow("line feed alone") << QStringLiteral("\n");
+    QTest::newRow("empty lines") << QStringLiteral("a\n\n\nb");
+    QTest::newRow("carriage return") << QStringLiteral("a\rb");
+    QTest::newRow("both") << QStringLiteral("a\r\nb\n\rc");
+    QTest::newRow("line separator") << QStringLiteral("a\u2028b");
+    QTest::newRow("paragraph separator") << QStringLiteral("a\u2029b");
+    QTest::newRow("no-break space") << QStringLiteral("a\u00a0\u00a0b");
+    QTest::newRow("blanks and tabs") << QStringLiteral("  a  \t b  ");
+    QTest::newRow("other white space") << QStringLiteral("a\v\f\u0085\u3000b");
+    QTest::newRow("frame marks of a text document") << QStringLiteral("a\ufdd0b\ufdd1c");
+    QTest::newRow("object replacement") << QStringLiteral("a\ufffcb");
+    QTest::newRow("control characters") << QStringLiteral("a\u0001\u001b[1mb");
+    QTest::newRow("from right to left") << QStringLiteral("a\u202eb\u05d0");
+    QTest::newRow("beyond the basic plane") << QStringLiteral("a\U0001f600b");
+    QTest::newRow("comparison") << QStringLiteral("a > b && c");
+}
+
+// In an empty view, after a paragraph and before one.
+void tst_SerialMonitor::plainTextIsShownAsInATextBrowser()
+{
+    QFETCH(QString, text);
+    QVERIFY(!Qt::mightBeRichText(text));
+    SerialMonitor monitor(nullptr);
+    QTextBrowser browser;
+
+    for (const QString &paragraph : {text, QStringLiteral("x"), text, text}) {
+        monitor.appendToSerialMonitor(paragraph);
+        browser.append(paragraph);
+
+        QCOMPARE(view(monitor)->toPlainText(), browser.toPlainText());
+        QCOMPARE(view(monitor)->toHtml(), browser.toHtml());
+        QCOMPARE(view(monitor)->document()->blockCount(), browser.document()->blockCount());
+    }
+}
+
+void tst_SerialMonitor::blanksTakeTheirWidth_data()
+{
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("between words") << QStringLiteral("a        b");
+    QTest::newRow("at the start") << QStringLiteral("        a");
+    QTest::newRow("at the end") << QStringLiteral("a        ");
+    QTest::newRow("beside a tag") << QStringLiteral("<b>21.5        C");
+}
+
+void tst_SerialMonitor::blanksTakeTheirWidth()
+{
+    QFETCH(QString, text);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    monitor.appendToSerialMonitor(text);
+
+    QTextCursor cursor(view(monitor)->document());
+    const int start = view(monitor)->cursorRect(cursor).x();
+    cursor.movePosition(QTextCursor::End);
+    const int width = view(monitor)->cursorRect(cursor).x() - start;
+    const int expected = QFontMetrics(view(monitor)->font()).horizontalAdvance(text);
+    QVERIFY2(qAbs(width - expected) <= 1,
+             qPrintable(QStringLiteral("%1 px instead of %2").arg(width).arg(expected)));
+}
+
+void tst_SerialMonitor::theSelectionStays_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+
+    QTest::newRow("nothing, at the start") << 0 << 0;
+    QTest::newRow("nothing, in the middle") << 4 << 4;
+    QTest::newRow("nothing, at the end") << 11 << 11;
+    QTest::newRow("a word") << 0 << 5;
+    QTest::newRow("a word, backwards") << 5 << 0;
+    QTest::newRow("the last word") << 6 << 11;
+    QTest::newRow("everything") << 0 << 11;
+}
+
+// As in a text browser.
+void tst_SerialMonitor::theSelectionStays()
+{
+    QFETCH(int, from);
+    QFETCH(int, to);
+    SerialMonitor monitor(nullptr);
+    QTextBrowser browser;
+    for (QTextBrowser *text : {view(monitor), &browser}) {
+        text->setPlainText(QStringLiteral("hello world"));
+        select(text, from, to);
+    }
+
+    monitor.appendToSerialMonitor(QStringLiteral("more"));
+    browser.append(QStringLiteral("more"));
+
+    QCOMPARE(selection(*view(monitor)), selection(browser));
+    if (to < 11)
+        QCOMPARE(selection(*view(monitor)), qMakePair(from, to));
+}
+
 void tst_SerialMonitor::automaticScroll_data()
 {
     QTest::addColumn<bool>("automatic");
@@ -366,6 +644,22 @@ void tst_SerialMonitor::automaticScroll()
 
     QVERIFY(bar->maximum() > oldMaximum);
     QCOMPARE(bar->value(), automatic ? bar->maximum() : before);
+}
+
+void tst_SerialMonitor::automaticScrollGoesToTheEndBeforeTheTextComes()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    fill(monitor);
+    QScrollBar *bar = view(monitor)->verticalScrollBar();
+    const int oldMaximum = bar->maximum();
+    bar->setValue(0);
+    const QSignalSpy moves(bar, &QScrollBar::valueChanged);
+
+    monitor.appendToSerialMonitor(QStringLiteral("one more"));
+
+    QVERIFY(bar->maximum() > oldMaximum);
+    QCOMPARE(moves, QList<QVariantList>({{oldMaximum}, {bar->maximum()}}));
 }
 
 void tst_SerialMonitor::aTallTextIsLaidOutAnew()
@@ -472,6 +766,25 @@ void tst_SerialMonitor::theOldestTextGoesWhenThereIsTooMuch()
     QVERIFY(after < before);
     QVERIFY(after > mostCharacters * 8 / 10);
     QCOMPARE(view(monitor)->document()->lastBlock().text(), QString(paragraph, QLatin1Char('b')));
+}
+
+// Of few and long ones, a tenth is less than one.
+void tst_SerialMonitor::theOldestParagraphGoesHoweverFewThereAre()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    useTallLines(monitor);
+    const QTextDocument *document = view(monitor)->document();
+    const double lineHeight = QFontMetricsF(view(monitor)->font()).lineSpacing();
+    const int fitting = int(mostHeight / lineHeight);
+    for (int time = 0; time < 3; ++time)
+        monitor.appendToSerialMonitor(paragraphOf(fitting / 3));
+    QCOMPARE(document->blockCount(), 3);
+
+    monitor.appendToSerialMonitor(paragraphOf(fitting / 100));
+
+    QCOMPARE(document->blockCount(), 3);
+    QVERIFY(document->size().height() < mostHeight);
 }
 
 void tst_SerialMonitor::clearEmptiesTheViewOnly()
@@ -606,6 +919,31 @@ void tst_SerialMonitor::aDeviceThatDoesNotOpenAgainIsReported()
     QVERIFY(serialMonitor(window)->isVisible());
     QVERIFY(!device.isOpen());
     QCOMPARE(child<QListWidget>(window, "listWidget_devicelist")->count(), 0);
+}
+
+void tst_SerialMonitor::aDeviceThatDoesNotOpenIsReportedBeforeTheScan()
+{
+    PluggedDevice device;
+    MainWindow window;
+    MessageBoxDriver boxes;
+    const auto *list = child<QListWidget>(window, "listWidget_devicelist");
+    bool known = false;
+    bool listed = false;
+    boxes.whileOpen([&] {
+        known = !window.findSerialInfoByName(device.listedName()).isNull();
+        listed = list->count() == 1;
+    });
+    window.show();
+    QVERIFY(selectRow(window, "listWidget_devicelist", 0));
+    device.pull();
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Error opening device.")});
+    QVERIFY(known);
+    QVERIFY(listed);
+    QVERIFY(window.findSerialInfoByName(device.listedName()).isNull());
+    QCOMPARE(list->count(), 0);
 }
 
 void tst_SerialMonitor::textIsKeptWhileTheWindowIsHidden()
