@@ -4,6 +4,19 @@
 #include "serialmonitor/serialmonitor.h"
 #include "ui_mainwindow.h"
 
+namespace {
+
+// A window that is minimized or lies behind another counts as shown.
+void bringToFront(QWidget *window)
+{
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
+
 void MainWindow::on_openserialmonitorbutton_clicked()
 {
     const QListWidgetItem *device = ui->listWidget_devicelist->currentItem();
@@ -15,7 +28,7 @@ void MainWindow::on_openserialmonitorbutton_clicked()
     }
 
     if (OpenSerialPort(device->text())) {
-        serialMonitor->show();
+        bringToFront(serialMonitor);
         return;
     }
 

@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
+#include "support/desktop.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/pluggeddevice.h"
@@ -10,6 +11,7 @@
 
 #include <QCheckBox>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QFontMetrics>
 #include <QFrame>
 #include <QLabel>
@@ -17,10 +19,12 @@
 #include <QListWidget>
 #include <QMetaMethod>
 #include <QPointer>
+#include <QProcess>
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextBrowser>
@@ -36,6 +40,11 @@ constexpr double mostHeight = 10000000; // px
 constexpr int mostCharacters = 15000000;
 constexpr int moment =
     5000; // ms; taken for HTML, nested tables hold the window for four times that
+
+const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
+const QString monitorTitle = QStringLiteral("Vantrel Serial Monitor");
+const QPoint firstDevice(300, 74); // in the main window
+const QPoint titleBar(100, -10);
 
 QLineEdit *line(const QWidget &monitor)
 {
@@ -192,6 +201,77 @@ QStringList ownSlots(const QMetaObject &metaObject)
     return signatures;
 }
 
+// The program on a screen with a window manager, its device, and its user.
+class Session
+{
+public:
+    ~Session()
+    {
+        program.kill();
+        program.waitForFinished();
+    }
+
+    // True when the window is shown and the device has been selected.
+    bool start()
+    {
+        const QString path = place.filePath(QStringLiteral("VTUpdater"));
+        if (!desktop.start() || !QFile::copy(QStringLiteral(VTUPDATER_PROGRAM), path))
+            return false;
+        program.setProcessEnvironment(
+            desktop.environment(QProcessEnvironment::systemEnvironment()));
+        program.start(path, QStringList());
+        if (!QTest::qWaitFor([this] { return desktop.count(mainTitle) == 1; }, patience))
+            return false;
+        desktop.click(mainTitle, firstDevice);
+        return QTest::qWaitFor([this] { return device.requests() == 1; }, patience);
+    }
+
+    // By the keyboard, from the main window. True when the device has been asked.
+    bool chooseMonitor()
+    {
+        const int before = device.requests();
+        if (!goToMainWindow())
+            return false;
+        desktop.press({QStringLiteral("Alt_L"), QStringLiteral("Down"), QStringLiteral("Return")});
+        return QTest::qWaitFor([&] { return device.requests() > before; }, patience);
+    }
+
+    bool goToMainWindow()
+    {
+        desktop.activate(mainTitle);
+        return QTest::qWaitFor([this] { return desktop.isActive(mainTitle); }, patience)
+            && QTest::qWaitFor([this] { return desktop.isInFront(mainTitle); }, patience);
+    }
+
+    bool maximizeMonitor()
+    {
+        const QSize before = desktop.sizeOf(monitorTitle);
+        desktop.doubleClick(monitorTitle, titleBar);
+        return QTest::qWaitFor(
+            [&] { return desktop.sizeOf(monitorTitle).width() > before.width(); }, patience);
+    }
+
+    bool minimizeMonitor()
+    {
+        desktop.minimize(monitorTitle);
+        return QTest::qWaitFor([this] { return desktop.count(monitorTitle) == 0; }, patience);
+    }
+
+    bool hasMonitorBeforeHim()
+    {
+        return QTest::qWaitFor(
+            [this] { return desktop.isActive(monitorTitle) && desktop.isInFront(monitorTitle); },
+            patience);
+    }
+
+    Desktop desktop;
+
+private:
+    PluggedDevice device;
+    QTemporaryDir place;
+    QProcess program;
+};
+
 } // namespace
 
 Q_DECLARE_METATYPE(Sending)
@@ -252,6 +332,10 @@ private slots:
     void aDeviceThatDoesNotOpenIsReported();
     void aDeviceThatDoesNotOpenAgainIsReported();
     void aDeviceThatDoesNotOpenIsReportedBeforeTheScan();
+    void choosingItAgainBringsTheWindowBack_data();
+    void choosingItAgainBringsTheWindowBack();
+    void choosingItAgainRaisesTheWindow();
+    void aWindowHiddenWhileMinimizedIsRestored();
     void textIsKeptWhileTheWindowIsHidden();
     void closingTheWindowClosesThePort();
     void theWindowGoesWithTheMainWindow();
@@ -944,6 +1028,69 @@ void tst_SerialMonitor::aDeviceThatDoesNotOpenIsReportedBeforeTheScan()
     QVERIFY(listed);
     QVERIFY(window.findSerialInfoByName(device.listedName()).isNull());
     QCOMPARE(list->count(), 0);
+}
+
+void tst_SerialMonitor::choosingItAgainBringsTheWindowBack_data()
+{
+    QTest::addColumn<bool>("maximized");
+    QTest::addColumn<bool>("minimized");
+
+    QTest::newRow("from behind the main window") << false << false;
+    QTest::newRow("minimized") << false << true;
+    QTest::newRow("maximized, from behind the main window") << true << false;
+    QTest::newRow("maximized, then minimized") << true << true;
+}
+
+void tst_SerialMonitor::choosingItAgainBringsTheWindowBack()
+{
+    const QString missing = Desktop::missingProgram();
+    if (!missing.isEmpty())
+        QSKIP(qPrintable(missing + QStringLiteral(" is not installed: no screen")));
+    QFETCH(bool, maximized);
+    QFETCH(bool, minimized);
+    Session user;
+    QVERIFY(user.start());
+    QVERIFY(user.chooseMonitor());
+    QVERIFY(user.hasMonitorBeforeHim());
+    QVERIFY(!maximized || user.maximizeMonitor());
+    const QSize size = user.desktop.sizeOf(monitorTitle);
+    QVERIFY(!minimized || user.minimizeMonitor());
+    QVERIFY(user.goToMainWindow());
+
+    QVERIFY(user.chooseMonitor());
+
+    QVERIFY(user.hasMonitorBeforeHim());
+    QCOMPARE(user.desktop.sizeOf(monitorTitle), size);
+}
+
+// Most window managers raise a window that is activated, but not all.
+void tst_SerialMonitor::choosingItAgainRaisesTheWindow()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+
+    // The platform says that it was asked.
+    QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+}
+
+// As the poll hides it when the device is lost.
+void tst_SerialMonitor::aWindowHiddenWhileMinimizedIsRestored()
+{
+    const PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    serialMonitor(window)->showMinimized();
+    serialMonitor(window)->setVisible(false);
+    QTRY_VERIFY(!device.isOpen());
+
+    QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
+
+    QVERIFY(serialMonitor(window)->isVisible());
+    QVERIFY(!serialMonitor(window)->isMinimized());
 }
 
 void tst_SerialMonitor::textIsKeptWhileTheWindowIsHidden()

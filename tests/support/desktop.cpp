@@ -11,6 +11,7 @@ namespace {
 const QString serverProgram = QStringLiteral("Xvfb");
 const QString windowManagerProgram = QStringLiteral("openbox");
 const QString handsProgram = QStringLiteral("xdotool");
+const QString propertiesProgram = QStringLiteral("xprop");
 
 void stop(QProcess &process)
 {
@@ -29,7 +30,8 @@ Desktop::~Desktop()
 
 QString Desktop::missingProgram()
 {
-    for (const QString &program : {serverProgram, windowManagerProgram, handsProgram}) {
+    for (const QString &program :
+         {serverProgram, windowManagerProgram, handsProgram, propertiesProgram}) {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return program;
     }
@@ -80,10 +82,35 @@ QSize Desktop::sizeOf(const QString &title) const
     return QSize(match.captured(1).toInt(), match.captured(2).toInt());
 }
 
+bool Desktop::isActive(const QString &title) const
+{
+    const QString number = windowNumber(title);
+    return !number.isEmpty() && hands({QStringLiteral("getactivewindow")}) == number;
+}
+
+bool Desktop::isInFront(const QString &title) const
+{
+    // From the lowest to the uppermost.
+    const QString windows = run(
+        propertiesProgram, {QStringLiteral("-root"), QStringLiteral("_NET_CLIENT_LIST_STACKING")});
+    const QString uppermost = windows.section(QLatin1Char(' '), -1);
+    return windowNumber(title) == QString::number(uppermost.toULongLong(nullptr, 16));
+}
+
 void Desktop::resize(const QString &title, const QSize &size) const
 {
     hands({QStringLiteral("windowsize"), windowNumber(title), QString::number(size.width()),
            QString::number(size.height())});
+}
+
+void Desktop::minimize(const QString &title) const
+{
+    hands({QStringLiteral("windowminimize"), windowNumber(title)});
+}
+
+void Desktop::activate(const QString &title) const
+{
+    hands({QStringLiteral("windowactivate"), windowNumber(title)});
 }
 
 void Desktop::click(const QString &title, const QPoint &place) const
@@ -101,9 +128,14 @@ void Desktop::doubleClick(const QString &title, const QPoint &place) const
            QStringLiteral("20"), QStringLiteral("1")});
 }
 
+void Desktop::press(const QStringList &keys) const
+{
+    hands(QStringList {QStringLiteral("key")} + keys);
+}
+
 void Desktop::closeActiveWindow() const
 {
-    hands({QStringLiteral("key"), QStringLiteral("alt+F4")});
+    press({QStringLiteral("alt+F4")});
 }
 
 // One line for each window of this title.
@@ -116,9 +148,14 @@ QString Desktop::windowNumber(const QString &title) const
 
 QString Desktop::hands(const QStringList &arguments) const
 {
+    return run(handsProgram, arguments);
+}
+
+QString Desktop::run(const QString &program, const QStringList &arguments) const
+{
     QProcess process;
     process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
-    process.start(handsProgram, arguments);
+    process.start(program, arguments);
     process.waitForFinished(patience);
     return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();
 }

@@ -29,17 +29,28 @@ public:
     // Visible windows whose title is exactly this one.
     int count(const QString &title) const;
     QSize sizeOf(const QString &title) const;
+    // Whether this window has the keyboard.
+    bool isActive(const QString &title) const;
+    // Whether no other window lies above this one.
+    bool isInFront(const QString &title) const;
 
     void resize(const QString &title, const QSize &size) const;
+    // A minimized window is not visible.
+    void minimize(const QString &title) const;
+    void activate(const QString &title) const;
     // At a place relative to the window; a negative one lies on the window manager's frame.
     void click(const QString &title, const QPoint &place) const;
     void doubleClick(const QString &title, const QPoint &place) const;
+    // One after the other, in the active window; by the names that X gives to keys.
+    void press(const QStringList &keys) const;
     // As the user closes a window from the keyboard, so only the active one.
     void closeActiveWindow() const;
 
 private:
     QString windowNumber(const QString &title) const;
     QString hands(const QStringList &arguments) const;
+    // What the program wrote until its end.
+    QString run(const QString &program, const QStringList &arguments) const;
 
     QProcess server;
     QProcess windowManager;
