@@ -3,6 +3,7 @@
 
 #include "about/about.h"
 #include "addresses.h"
+#include "listfocus.h"
 #include "serialmonitor/serialmonitor.h"
 #include "ui_mainwindow.h"
 
@@ -22,6 +23,8 @@ MainWindow::MainWindow(QWidget *parent)
 {
     ui->setupUi(this);
     setFixedSize(size());
+    new ListFocus(ui->listWidget_programlist);
+    new ListFocus(ui->listWidget_devicelist);
 
     errorReportText = tr(Addresses::errorReportText);
     serialMonitor = new SerialMonitor(this);

@@ -1,0 +1,53 @@
+// The focus of a list in which no row is current.
+#include "listfocus.h"
+
+#include <QFocusEvent>
+#include <QListWidget>
+#include <QPainter>
+
+ListFocus::ListFocus(QListWidget *ofList)
+    : QWidget(ofList)
+    , list(ofList)
+{
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    hide();
+    list->installEventFilter(this);
+    connect(list, SIGNAL(currentRowChanged(int)), this, SLOT(follow()));
+}
+
+bool ListFocus::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() != QEvent::FocusIn && event->type() != QEvent::FocusOut)
+        return false;
+
+    follow();
+    const auto *focus = static_cast<QFocusEvent *>(event);
+    if (focus->lostFocus() || focus->reason() == Qt::MouseFocusReason || hasCurrentRow())
+        return false;
+
+    // The view leaves its rows alone when it believes that the mouse brought the focus.
+    QFocusEvent byMouse(QEvent::FocusIn, Qt::MouseFocusReason);
+    watched->event(&byMouse);
+    return true;
+}
+
+// Like the styles, which draw the focus on a current row alone, and not for who uses the mouse.
+void ListFocus::follow()
+{
+    setGeometry(list->rect());
+    setVisible(list->hasFocus() && !hasCurrentRow()
+               && window()->testAttribute(Qt::WA_KeyboardFocusChange));
+    raise();
+}
+
+void ListFocus::paintEvent(QPaintEvent * /*event*/)
+{
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::Highlight));
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+}
+
+bool ListFocus::hasCurrentRow() const
+{
+    return list->currentRow() != -1;
+}
