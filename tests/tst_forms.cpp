@@ -4,6 +4,7 @@
 #include "ui_mainwindow.h"
 #include "ui_serialmonitor.h"
 
+#include <QAccessible>
 #include <QDir>
 #include <QImageReader>
 #include <QMetaProperty>
@@ -53,6 +54,12 @@ QStringList contentsOf(const QLayout *layout)
     for (int i = 0; i < layout->count(); ++i)
         contents.append(contentOf(layout->itemAt(i)));
     return contents;
+}
+
+// As a screen reader says it.
+QString spokenName(QObject *object)
+{
+    return QAccessible::queryAccessibleInterface(object)->text(QAccessible::Name);
 }
 
 QStringList entriesOf(const QWidget *menu)
@@ -155,6 +162,11 @@ private slots:
     void textsAreTranslated_data();
     void textsAreTranslated();
     void windowsKeepTheirOwnNames();
+
+    void everyControlHasAName_data();
+    void everyControlHasAName();
+    void captionsNameTheirLists_data();
+    void captionsNameTheirLists();
 
     void pictures_data();
     void pictures();
@@ -715,18 +727,24 @@ void tst_Forms::texts_data()
     row("label_static_programondevice", "toolTip", "");
     row("pushButton_programondevice_refresh", "text", "");
     row("pushButton_programondevice_refresh", "toolTip", "Check program on device.");
+    row("pushButton_programondevice_refresh", "accessibleName", "Refresh program on device");
     row("label_static_programlist", "text", "Programs");
     row("label_static_programlist", "toolTip", "");
     row("pushButton_programlist_refresh", "text", "");
     row("pushButton_programlist_refresh", "toolTip", "Check online repository for updates.");
+    row("pushButton_programlist_refresh", "accessibleName", "Refresh programs");
     row("listWidget_programlist", "toolTip", "Chose the program you want to upload.");
+    row("listWidget_programlist", "accessibleName", "Programs");
     row("label_static_devicelist", "text", "Devices");
     row("label_static_devicelist", "toolTip", "");
     row("pushButton_devicelist_refresh", "text", "");
     row("pushButton_devicelist_refresh", "toolTip", "Check for connected devices.");
+    row("pushButton_devicelist_refresh", "accessibleName", "Refresh devices");
     row("listWidget_devicelist", "toolTip", "Choose the device you want to upload to.");
+    row("listWidget_devicelist", "accessibleName", "Devices");
     row("pushButton_update", "text", "Update Vantrel");
     row("pushButton_update", "toolTip", "Upload selected program to selected device.");
+    row("progressBar", "accessibleName", "Progress");
     row("label_status", "text", "");
     row("label_status", "toolTip", "");
     row("menuTools", "title", "Tools");
@@ -734,6 +752,8 @@ void tst_Forms::texts_data()
 
     form = "SerialMonitor";
     row(form, "windowTitle", "Vantrel Serial Monitor");
+    row("lineEdit", "accessibleName", "Text to send");
+    row("textBrowser", "accessibleName", "Received text");
     row("pushButton", "text", "Send");
     row("checkBox", "text", "Automatic scroll");
     row("pushButton_2", "text", "Clear");
@@ -801,6 +821,64 @@ void tst_Forms::windowsKeepTheirOwnNames()
     dialog.setObjectName(QStringLiteral("mine"));
     aboutForm.setupUi(&dialog);
     QCOMPARE(dialog.objectName(), QStringLiteral("mine"));
+}
+
+void tst_Forms::everyControlHasAName_data()
+{
+    QTest::addColumn<QString>("form");
+    QTest::addColumn<QStringList>("names");
+
+    QTest::newRow("main window") << QStringLiteral("MainWindow")
+                                 << QStringList {QStringLiteral("Refresh program on device"),
+                                                 QStringLiteral("Refresh programs"),
+                                                 QStringLiteral("Programs"),
+                                                 QStringLiteral("Refresh devices"),
+                                                 QStringLiteral("Devices"),
+                                                 QStringLiteral("Update Vantrel")};
+    QTest::newRow("serial monitor")
+        << QStringLiteral("SerialMonitor")
+        << QStringList {QStringLiteral("Text to send"), QStringLiteral("Send"),
+                        QStringLiteral("Received text"), QStringLiteral("Automatic scroll"),
+                        QStringLiteral("Clear")};
+    QTest::newRow("about dialog") << QStringLiteral("about") << QStringList();
+}
+
+// In the order of the tab key.
+void tst_Forms::everyControlHasAName()
+{
+    QFETCH(const QString, form);
+    const auto *window = qobject_cast<QWidget *>(root(form));
+    QStringList names;
+    for (QWidget *widget = window->nextInFocusChain(); widget != window;
+         widget = widget->nextInFocusChain()) {
+        if ((widget->focusPolicy() & Qt::TabFocus) != 0)
+            names.append(spokenName(widget));
+    }
+    QTEST(names, "names");
+}
+
+void tst_Forms::captionsNameTheirLists_data()
+{
+    QTest::addColumn<QString>("caption");
+    QTest::addColumn<QString>("list");
+    QTest::newRow("programs") << QStringLiteral("label_static_programlist")
+                              << QStringLiteral("listWidget_programlist");
+    QTest::newRow("devices") << QStringLiteral("label_static_devicelist")
+                             << QStringLiteral("listWidget_devicelist");
+}
+
+void tst_Forms::captionsNameTheirLists()
+{
+    QFETCH(const QString, caption);
+    QFETCH(const QString, list);
+    const QString form = QStringLiteral("MainWindow");
+    auto *label = qobject_cast<QLabel *>(object(form, caption));
+    const auto relations =
+        QAccessible::queryAccessibleInterface(label)->relations(QAccessible::Labelled);
+    QCOMPARE(relations.size(), 1);
+    QCOMPARE(relations.first().first->object(), object(form, list));
+    QCOMPARE(spokenName(object(form, list)), label->text());
+    QVERIFY(!label->text().contains(QLatin1Char('&'))); // it would become a shortcut
 }
 
 void tst_Forms::pictures_data()
