@@ -41,8 +41,8 @@ void Adapter::open()
 {
     m_isOpen = true;
     m_port->discardUnread();
-    setModemLines(0);
-    setModemLines(linesWhenOpen);
+    driveModemLines(0);
+    driveModemLines(linesWhenOpen);
 }
 
 void Adapter::close()
@@ -53,11 +53,34 @@ void Adapter::close()
 
 void Adapter::setModemLines(int lines)
 {
-    const bool raised = (lines & TIOCM_DTR) && !(m_modemLines & TIOCM_DTR);
+    if (raisesReset(lines))
+        finishTransfers();
+    driveModemLines(lines);
+}
+
+bool Adapter::raisesReset(int lines) const
+{
+    return (lines & TIOCM_DTR) && !(m_modemLines & TIOCM_DTR);
+}
+
+void Adapter::driveModemLines(int lines)
+{
+    const bool raised = raisesReset(lines);
     m_modemLines = lines;
     // The capacitor lets the edge through, not the level.
     if (raised)
         m_resetChip();
+}
+
+// On a busy machine the simulation is late. What the host wrote before the edge has long been sent
+// by a real adapter, and what the chip said has arrived: kept until after the reset, either would
+// be taken for a part of the next exchange.
+void Adapter::finishTransfers()
+{
+    while (!m_port->read(bufferSize).empty()) { }
+    m_bufferToChip.clear();
+    if (!m_packet.empty())
+        sendPacket();
 }
 
 void Adapter::fromChip(std::uint8_t byte)

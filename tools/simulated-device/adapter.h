@@ -40,6 +40,9 @@ public:
     std::uint64_t bytesFromChip() const { return m_bytesFromChip; }
 
 private:
+    bool raisesReset(int lines) const;
+    void driveModemLines(int lines);
+    void finishTransfers();
     void passByteToChip();
     void sendPacket();
     bool hostSpeedIsRight() const;
