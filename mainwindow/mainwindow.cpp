@@ -9,11 +9,20 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QShortcut>
 
 namespace {
 
 const QString applicationVersion = QStringLiteral("1.0 beta 6");
 constexpr int pollInterval = 100; // ms
+
+// The menus have no mnemonics, and not every style lets the Alt key lead to their bar.
+void openByKey(QMenuBar *bar)
+{
+    const auto *key = new QShortcut(QKeySequence(Qt::Key_F10), bar);
+    QObject::connect(key, &QShortcut::activated, bar,
+                     [bar] { bar->setActiveAction(bar->actions().constFirst()); });
+}
 
 } // namespace
 
@@ -25,6 +34,7 @@ MainWindow::MainWindow(QWidget *parent)
     setFixedSize(size());
     new ListFocus(ui->listWidget_programlist);
     new ListFocus(ui->listWidget_devicelist);
+    openByKey(ui->menuBar);
 
     errorReportText = tr(Addresses::errorReportText);
     serialMonitor = new SerialMonitor(this);

@@ -14,6 +14,7 @@
 #include <QFrame>
 #include <QLabel>
 #include <QListWidget>
+#include <QMenu>
 #include <QMetaMethod>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -149,6 +150,7 @@ private slots:
 
     void menuEntryOpensTheAboutDialog();
     void menuEntryAsksForTheMonitor();
+    void menusOpenByKey();
     void buttonsReachTheirSlots_data();
     void buttonsReachTheirSlots();
     void refreshButtonAsksTheRepository();
@@ -429,6 +431,20 @@ void tst_MainWindow::menuEntryAsksForTheMonitor()
     QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
     QCOMPARE(boxes.texts(), QStringList(QStringLiteral("No device selected.")));
     QVERIFY(window.findChild<SerialMonitor *>()->isHidden());
+}
+
+void tst_MainWindow::menusOpenByKey()
+{
+    MainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QTest::keyClick(&window, Qt::Key_F10);
+    QVERIFY(child<QMenu>(window, "menuTools")->isVisible());
+    QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Right);
+    QVERIFY(child<QMenu>(window, "menuHelp")->isVisible());
+    QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Down);
+    QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Return);
+    QTRY_VERIFY(child<QDialog>(window, "about")->isVisible());
 }
 
 void tst_MainWindow::buttonsReachTheirSlots_data()
