@@ -88,6 +88,28 @@ QByteArray withNuls(Campaign::Dice *dice)
     return block;
 }
 
+// What a text browser would take for HTML, had it the choice.
+QByteArray markup(Campaign::Dice *dice)
+{
+    static const QList<QByteArray> pieces = {"<table><tr><td>",
+                                             "<b>",
+                                             "</p>",
+                                             "<img src=\"/dev/zero\">",
+                                             "<style>",
+                                             "<h1>",
+                                             "<a href=\"/etc/hostname\">",
+                                             "<ul><li>",
+                                             "&nbsp;",
+                                             "<!--",
+                                             "   ",
+                                             "\n",
+                                             "21.5"};
+    QByteArray block;
+    while (block.size() < blockSize)
+        block += dice->oneOf(pieces);
+    return block;
+}
+
 QByteArray mixture(Campaign::Dice *dice)
 {
     static const QList<Filling> fillings = {lines, withoutLineEnds, mixedLineEnds, anyBytes,
@@ -206,6 +228,7 @@ void campaign_Monitor::asFastAsItGoes_data()
     QTest::newRow("mixed line ends") << Filling(mixedLineEnds) << some * 5;
     QTest::newRow("any bytes") << Filling(anyBytes) << some * 5;
     QTest::newRow("with NUL bytes") << Filling(withNuls) << some * 5;
+    QTest::newRow("markup") << Filling(markup) << some * 5;
     QTest::newRow("a mixture of all") << Filling(mixture) << Campaign::count(1, megabytesPerHour);
 }
 
