@@ -20,8 +20,8 @@
 
 namespace {
 
-// Each file is written through to the disk, which others may keep busy: ten a second have been seen.
-// QtTest ends a test function after five minutes.
+// Each file is written through to the disk, which others may keep busy: ten a second have been
+// seen. QtTest ends a test function after five minutes.
 constexpr int manyPatience = 2 * patience;
 
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);
