@@ -1,4 +1,5 @@
 // The entry point: translator, main window, event loop.
+#include "app/displayscaling.h"
 #include "mainwindow/mainwindow.h"
 
 #include <QApplication>
@@ -67,6 +68,7 @@ int main(int argc, char *argv[])
 {
     raiseOpenFilesLimit();
 
+    scaleWithTheDisplay();
     QApplication application(argc, argv);
     if (!hasDirectory())
         return refuseToStart();

@@ -18,6 +18,7 @@ namespace {
 
 constexpr int keyPatience = 1000; // ms
 const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
+const QString aboutTitle = QStringLiteral("About VTUpdater");
 const QString boxTitle = QStringLiteral("Vantrel Updater");
 const QPoint updateButton(320, 262); // below the menu bar, in the middle of the button
 
@@ -92,6 +93,8 @@ private slots:
     void translatesByTheLocaleName_data();
     void translatesByTheLocaleName();
     void keepsItsSize();
+    void growsWithTheDisplay_data();
+    void growsWithTheDisplay();
     void endsWithItsWindow();
     void refusesToRunWithoutItsDirectory_data();
     void refusesToRunWithoutItsDirectory();
@@ -107,6 +110,7 @@ private:
     // Both are true when it came to pass in time.
     bool openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
     bool closeWindow();
+    bool openAboutDialogByKeyboard();
     QStringList messages();
 
     std::unique_ptr<Desktop> desktop;
@@ -139,6 +143,8 @@ void tst_Startup::init()
 
 void tst_Startup::cleanup()
 {
+    if (desktop != nullptr)
+        desktop->setDotsPerInch(96);
     if (program.state() != QProcess::NotRunning) {
         program.kill();
         program.waitForFinished(patience);
@@ -205,6 +211,23 @@ bool tst_Startup::closeWindow()
             desktop->click(mainTitle, QPoint(215, 320));
             desktop->closeActiveWindow();
             return program.waitForFinished(keyPatience);
+        },
+        patience);
+}
+
+// From "Tools" to "Help" and its only entry.
+bool tst_Startup::openAboutDialogByKeyboard()
+{
+    const auto isOpen = [this] {
+        return desktop->count(aboutTitle) == 1;
+    };
+    // As with closing: a key that the window misses is lost.
+    return QTest::qWaitFor(
+        [&] {
+            desktop->click(mainTitle, QPoint(10, 100));
+            desktop->press({QStringLiteral("Alt_L"), QStringLiteral("Right"),
+                            QStringLiteral("Down"), QStringLiteral("Return")});
+            return QTest::qWaitFor(isOpen, keyPatience);
         },
         patience);
 }
@@ -301,6 +324,29 @@ void tst_Startup::keepsItsSize()
     desktop->click(mainTitle, updateButton);
     QTRY_COMPARE_WITH_TIMEOUT(desktop->count(boxTitle), 1, patience);
     QCOMPARE(desktop->sizeOf(mainTitle), size);
+}
+
+void tst_Startup::growsWithTheDisplay_data()
+{
+    QTest::addColumn<int>("dotsPerInch");
+    QTest::addColumn<QSize>("windowSize");
+    QTest::addColumn<QSize>("aboutSize");
+
+    QTest::newRow("96 dots per inch") << 96 << QSize(430, 332) << QSize(264, 215);
+    QTest::newRow("120 dots per inch") << 120 << QSize(538, 415) << QSize(330, 269);
+    QTest::newRow("144 dots per inch") << 144 << QSize(645, 498) << QSize(396, 323);
+    QTest::newRow("192 dots per inch") << 192 << QSize(860, 664) << QSize(528, 430);
+}
+
+void tst_Startup::growsWithTheDisplay()
+{
+    QFETCH(int, dotsPerInch);
+
+    QVERIFY(desktop->setDotsPerInch(dotsPerInch));
+    QVERIFY(openWindow());
+    QTEST(desktop->sizeOf(mainTitle), "windowSize");
+    QVERIFY(openAboutDialogByKeyboard());
+    QTEST(desktop->sizeOf(aboutTitle), "aboutSize");
 }
 
 void tst_Startup::endsWithItsWindow()

@@ -12,6 +12,7 @@ const QString serverProgram = QStringLiteral("Xvfb");
 const QString windowManagerProgram = QStringLiteral("openbox");
 const QString handsProgram = QStringLiteral("xdotool");
 const QString propertiesProgram = QStringLiteral("xprop");
+const QString settingsProgram = QStringLiteral("xrdb");
 
 void stop(QProcess &process)
 {
@@ -31,25 +32,46 @@ Desktop::~Desktop()
 QString Desktop::missingProgram()
 {
     for (const QString &program :
-         {serverProgram, windowManagerProgram, handsProgram, propertiesProgram}) {
+         {serverProgram, windowManagerProgram, handsProgram, propertiesProgram, settingsProgram}) {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return program;
     }
     return QString();
 }
 
-bool Desktop::start()
+bool Desktop::start(int dotsPerInch)
+{
+    return startServer() && setDotsPerInch(dotsPerInch) && startWindowManager();
+}
+
+bool Desktop::startServer()
 {
     // The server takes a free display and says which, as soon as it can be used. It must not start
     // anew when its last client leaves.
     server.start(serverProgram,
                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                  QStringLiteral("0"), QStringLiteral("1024x768x24"), QStringLiteral("-nolisten"),
+                  QStringLiteral("0"), QStringLiteral("1920x1440x24"), QStringLiteral("-nolisten"),
                   QStringLiteral("tcp"), QStringLiteral("-noreset")});
     if (!server.waitForReadyRead(patience))
         return false;
     display = QLatin1Char(':') + QString::fromLatin1(server.readAllStandardOutput().trimmed());
+    return true;
+}
 
+// The server's own figure comes from whole millimetres, a setting is exact.
+bool Desktop::setDotsPerInch(int dotsPerInch)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    process.start(settingsProgram, {QStringLiteral("-nocpp"), QStringLiteral("-merge")});
+    process.write(QByteArrayLiteral("Xft.dpi: ") + QByteArray::number(dotsPerInch)
+                  + QByteArrayLiteral("\n"));
+    process.closeWriteChannel();
+    return process.waitForFinished(patience) && process.exitCode() == 0;
+}
+
+bool Desktop::startWindowManager()
+{
     // A window that comes while the window manager is starting may never be shown, so it says when
     // it is ready.
     windowManager.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));

@@ -21,7 +21,9 @@ public:
     // The first program that a desktop needs and the system does not have; empty when all are here.
     static QString missingProgram();
 
-    bool start();
+    bool start(int dotsPerInch = 96);
+    // What the desktop's settings tell the programs that are started from now on.
+    bool setDotsPerInch(int dotsPerInch);
 
     // The given environment, changed so that a Qt program opens its windows here.
     QProcessEnvironment environment(QProcessEnvironment environment) const;
@@ -47,6 +49,8 @@ public:
     void closeActiveWindow() const;
 
 private:
+    bool startServer();
+    bool startWindowManager();
     QString windowNumber(const QString &title) const;
     QString hands(const QStringList &arguments) const;
     // What the program wrote until its end.
