@@ -3,6 +3,7 @@
 
 #include "about/about.h"
 #include "addresses.h"
+#include "compactmenubar.h"
 #include "listfocus.h"
 #include "serialmonitor/serialmonitor.h"
 #include "ui_mainwindow.h"
@@ -35,6 +36,9 @@ MainWindow::MainWindow(QWidget *parent)
     new ListFocus(ui->listWidget_programlist);
     new ListFocus(ui->listWidget_devicelist);
     openByKey(ui->menuBar);
+    // Inside the window the bar pushes the status line down, which has only this much room below.
+    if (!ui->menuBar->isNativeMenuBar())
+        makeCompact(ui->menuBar, height() - ui->label_status->geometry().bottom() - 1);
 
     errorReportText = tr(Addresses::errorReportText);
     serialMonitor = new SerialMonitor(this);

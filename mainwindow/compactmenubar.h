@@ -1,0 +1,11 @@
+// A menu bar inside the window without the padding that its style gives it.
+#ifndef COMPACTMENUBAR_H
+#define COMPACTMENUBAR_H
+
+class QMenuBar;
+
+// Makes the bar no higher than this many pixels, or than its letters when they need more. It looks
+// and behaves as the application's style has it in everything else.
+void makeCompact(QMenuBar *menuBar, int height);
+
+#endif
