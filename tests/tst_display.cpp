@@ -5,6 +5,7 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/desktop.h"
+#include "support/patience.h"
 #include "support/scripteddevice.h"
 #include "support/windowdriver.h"
 
@@ -28,7 +29,6 @@
 
 namespace {
 
-constexpr int patience = 30000; // ms
 constexpr int textMargin = 20; // pixels, more than any text of the windows reaches beyond its label
 const char *const dotsVariable = "VTUPDATER_TEST_DOTS_PER_INCH";
 

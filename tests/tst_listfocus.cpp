@@ -1,8 +1,10 @@
 // The two lists and the focus: a row becomes current by a click or by a key, and by nothing else.
+#include "mainwindow/listfocus.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/hands.h"
 #include "support/messageboxdriver.h"
+#include "support/patience.h"
 #include "support/repositoryserver.h"
 #include "support/scripteddevice.h"
 #include "support/usbtestbed.h"
@@ -185,7 +187,7 @@ void tst_ListFocus::focusByTab(QListWidget &list)
     for (int presses = 0; presses < 10 && !list.hasFocus(); ++presses) {
         const QWidget *before = QApplication::focusWidget();
         Hands::press(QStringLiteral("Tab"));
-        QTRY_VERIFY(QApplication::focusWidget() != before);
+        QTRY_VERIFY_WITH_TIMEOUT(QApplication::focusWidget() != before, patience);
     }
     QVERIFY(list.hasFocus());
 }
@@ -193,7 +195,7 @@ void tst_ListFocus::focusByTab(QListWidget &list)
 void tst_ListFocus::chooseByMouse(QListWidget &list, int row)
 {
     Hands::click(*list.viewport(), list.visualItemRect(list.item(row)).center());
-    QTRY_COMPARE(list.currentRow(), row);
+    QTRY_COMPARE_WITH_TIMEOUT(list.currentRow(), row, patience);
     QVERIFY(isChosen(list, row));
 }
 
@@ -203,9 +205,9 @@ void tst_ListFocus::goAwayAndComeBack()
     otherWindow->show();
     QVERIFY(QTest::qWaitForWindowExposed(otherWindow.get()));
     Hands::switchTo(*otherWindow);
-    QTRY_VERIFY(otherWindow->isActiveWindow() && !before->hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(otherWindow->isActiveWindow() && !before->hasFocus(), patience);
     Hands::switchTo(*window);
-    QTRY_COMPARE(QApplication::focusWidget(), before);
+    QTRY_COMPARE_WITH_TIMEOUT(QApplication::focusWidget(), before, patience);
 }
 
 bool tst_ListFocus::devicesWereLeftAlone() const
@@ -250,22 +252,22 @@ void tst_ListFocus::tabShowsTheFocusAndChoosesNothing()
     QListWidget &list = find(listName);
     QVERIFY(!isFramed(list));
     focusByTab(list);
-    QTRY_VERIFY(isFramed(list));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(list), patience);
     QVERIFY(isUnchosen(list));
 
     Hands::press(QStringLiteral("Tab"));
-    QTRY_VERIFY(!list.hasFocus());
-    QTRY_VERIFY(!isFramed(list));
+    QTRY_VERIFY_WITH_TIMEOUT(!list.hasFocus(), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!isFramed(list), patience);
     Hands::press(QStringLiteral("shift+Tab"));
-    QTRY_VERIFY(isFramed(list));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(list), patience);
     goAwayAndComeBack();
-    QTRY_VERIFY(isFramed(list));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(list), patience);
     QVERIFY(isUnchosen(list));
     QVERIFY(devicesWereLeftAlone());
 
     Hands::press(QStringLiteral("Down"));
-    QTRY_VERIFY(isChosen(list, 0));
-    QTRY_VERIFY(!isFramed(list));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(list, 0), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!isFramed(list), patience);
 }
 
 void tst_ListFocus::mouseUsersSeeNoFrame_data()
@@ -280,11 +282,11 @@ void tst_ListFocus::mouseUsersSeeNoFrame()
     const QPoint besideTheRows(0, 0);
     QVERIFY(list.itemAt(besideTheRows) == nullptr);
     Hands::click(*list.viewport(), besideTheRows);
-    QTRY_VERIFY(list.hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(list.hasFocus(), patience);
     goAwayAndComeBack();
     QVERIFY(isUnchosen(list));
     QVERIFY(devicesWereLeftAlone());
-    QVERIFY(!isFramed(list));
+    QVERIFY(list.findChild<ListFocus *>()->isHidden());
 }
 
 void tst_ListFocus::firstKeyChooses_data()
@@ -294,6 +296,8 @@ void tst_ListFocus::firstKeyChooses_data()
     QTest::newRow("down") << "Down" << 0;
     QTest::newRow("up") << "Up" << 0;
     QTest::newRow("home") << "Home" << 0;
+    QTest::newRow("page down") << "Page_Down" << 0;
+    QTest::newRow("page up") << "Page_Up" << 0;
     QTest::newRow("end") << "End" << 0; // the view begins at its first row, whatever the key
     QTest::newRow("a letter") << "s" << 2;
 }
@@ -304,11 +308,11 @@ void tst_ListFocus::firstKeyChooses()
     QFETCH(const int, programRow);
     focusByTab(find(programs));
     Hands::press(key);
-    QTRY_VERIFY(isChosen(find(programs), programRow));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(find(programs), programRow), patience);
     Hands::press(QStringLiteral("End"));
-    QTRY_VERIFY(isChosen(find(programs), 2));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(find(programs), 2), patience);
     Hands::press(QStringLiteral("Home"));
-    QTRY_VERIFY(isChosen(find(programs), 0));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(find(programs), 0), patience);
 }
 
 void tst_ListFocus::otherKeysChooseNothing_data()
@@ -329,7 +333,7 @@ void tst_ListFocus::otherKeysChooseNothing()
     focusByTab(list);
     Hands::press(key);
     Hands::press(QStringLiteral("Tab")); // whose effect is seen after that of the key
-    QTRY_VERIFY(!list.hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(!list.hasFocus(), patience);
     QVERIFY(isUnchosen(list));
     QVERIFY(devicesWereLeftAlone());
 }
@@ -356,7 +360,7 @@ void tst_ListFocus::startChoosesNothing()
     letButtonsTakeNoFocus();
     window->show();
     QVERIFY(QTest::qWaitForWindowActive(window.get()));
-    QTRY_VERIFY(find(programs).hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(find(programs).hasFocus(), patience);
     QVERIFY(isUnchosen(find(programs)));
     focusByTab(find(devices));
     QVERIFY(isUnchosen(find(devices)));
@@ -374,20 +378,20 @@ void tst_ListFocus::rebuiltProgramListStaysUnchosen()
     server->serve(repository + late, {Answer::held("sketch")});
     makeWindow();
     letButtonsTakeNoFocus();
-    QTRY_COMPARE(server->requestCount(repository + late), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(repository + late), 1, patience);
     chooseByMouse(find(programs), 1);
     chooseByMouse(find(devices), 1);
     find(programs).setFocus(Qt::MouseFocusReason);
 
     server->release(repository + late);
-    QTRY_COMPARE(find(programs).count(), 4);
+    QTRY_COMPARE_WITH_TIMEOUT(find(programs).count(), 4, patience);
     goAwayAndComeBack();
     QVERIFY(find(programs).hasFocus());
     QVERIFY(isUnchosen(find(programs)));
 
     const MessageBoxDriver boxes;
     Hands::click(*child<QPushButton>(*window, "pushButton_update"));
-    QTRY_COMPARE(boxes.texts(), QStringList {noProgramSelected});
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList {noProgramSelected}, patience);
     QVERIFY(isUnchosen(find(programs)));
 }
 
@@ -395,25 +399,25 @@ void tst_ListFocus::emptiedAndFilledListStaysUnchosen()
 {
     focusByTab(find(programs));
     Hands::press(QStringLiteral("Down"));
-    QTRY_VERIFY(isChosen(find(programs), 0));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(find(programs), 0), patience);
 
     QVERIFY(QDir(ApplicationDirectory::sketchesPath()).removeRecursively());
     window->updateCompiledSketckesList(ApplicationDirectory::sketchesPath());
     window->updateProgramlist();
     QCOMPARE(find(programs).count(), 0);
-    QTRY_VERIFY(isFramed(find(programs)));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(find(programs)), patience);
     goAwayAndComeBack();
-    QTRY_VERIFY(isFramed(find(programs)));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(find(programs)), patience);
 
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     window->updateCompiledSketckesList(ApplicationDirectory::sketchesPath());
     window->updateProgramlist();
     QCOMPARE(find(programs).count(), 1);
     goAwayAndComeBack();
-    QTRY_VERIFY(isFramed(find(programs)));
+    QTRY_VERIFY_WITH_TIMEOUT(isFramed(find(programs)), patience);
     QVERIFY(isUnchosen(find(programs)));
     Hands::press(QStringLiteral("Down"));
-    QTRY_VERIFY(isChosen(find(programs), 0));
+    QTRY_VERIFY_WITH_TIMEOUT(isChosen(find(programs), 0), patience);
 }
 
 void tst_ListFocus::closedBoxChoosesNothing_data()
@@ -428,11 +432,12 @@ void tst_ListFocus::closedBoxChoosesNothing()
     letButtonsTakeNoFocus();
     list.setFocus(Qt::MouseFocusReason);
     MessageBoxDriver boxes;
-    boxes.whileOpen([&list] { QTRY_VERIFY(!list.hasFocus()); });
+    boxes.whileOpen([&list] { QTRY_VERIFY_WITH_TIMEOUT(!list.hasFocus(), patience); });
     Hands::click(*child<QPushButton>(*window, "pushButton_update"));
-    QTRY_COMPARE(boxes.texts(), QStringList {QStringLiteral("No device selected!")});
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList {QStringLiteral("No device selected!")},
+                              patience);
     Hands::switchTo(*window); // a window manager has done it already
-    QTRY_VERIFY(list.hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(list.hasFocus(), patience);
     QVERIFY(isUnchosen(list));
     QVERIFY(devicesWereLeftAlone());
 }
@@ -450,11 +455,11 @@ void tst_ListFocus::closedMenuChoosesNothing()
     auto *bar = child<QWidget>(*window, "menuBar");
     auto *menu = child<QMenu>(*window, "menuTools");
     Hands::click(*bar, QPoint(15, 8));
-    QTRY_VERIFY(menu->isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(menu->isVisible(), patience);
     Hands::press(QStringLiteral("Escape"));
-    QTRY_VERIFY(!menu->isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(!menu->isVisible(), patience);
     Hands::press(QStringLiteral("Escape")); // leaves the menu bar, too
-    QTRY_VERIFY(list.hasFocus());
+    QTRY_VERIFY_WITH_TIMEOUT(list.hasFocus(), patience);
     QVERIFY(isUnchosen(list));
     QVERIFY(devicesWereLeftAlone());
 }
@@ -463,11 +468,11 @@ void tst_ListFocus::firstDeviceIsNotOpenedForThePulledSecond()
 {
     letButtonsTakeNoFocus();
     chooseByMouse(find(devices), 1);
-    QTRY_VERIFY(!second->isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!second->isOpen(), patience);
     second->unplug();
     usb->unplug(secondPort);
     Hands::click(*child<QPushButton>(*window, "pushButton_devicelist_refresh"));
-    QTRY_COMPARE(find(devices).count(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(find(devices).count(), 1, patience);
 
     QVERIFY(find(devices).hasFocus());
     goAwayAndComeBack();

@@ -444,7 +444,7 @@ void tst_MainWindow::menusOpenByKey()
     QVERIFY(child<QMenu>(window, "menuHelp")->isVisible());
     QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Down);
     QTest::keyClick(QApplication::activePopupWidget(), Qt::Key_Return);
-    QTRY_VERIFY(child<QDialog>(window, "about")->isVisible());
+    QTRY_VERIFY_WITH_TIMEOUT(child<QDialog>(window, "about")->isVisible(), patience);
 }
 
 void tst_MainWindow::buttonsReachTheirSlots_data()

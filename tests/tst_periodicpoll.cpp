@@ -483,7 +483,7 @@ void tst_PeriodicPoll::aLostDevicesMonitorIsHiddenBeforeTheListIsNew()
 
     device.pull();
 
-    QTRY_VERIFY(isGivenUp(window, device));
+    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     QVERIFY(!open);
     QVERIFY(known);
     QVERIFY(listed);
@@ -507,9 +507,10 @@ void tst_PeriodicPoll::textToSendOutlivesTheReportOfTheLoss()
     device.pull();
     sendByReturn(window, QStringLiteral("lost"));
 
-    QTRY_COMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
+    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
+                              patience);
     QCOMPARE(pending, QStringList({QStringLiteral("lost"), QStringLiteral("lost")}));
-    QTRY_COMPARE(monitor->pendingText(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(monitor->pendingText(), QString(), patience);
 }
 
 void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
@@ -589,8 +590,10 @@ void tst_PeriodicPoll::aDeviceMayBeBusyForAMoment()
 
     sendByReturn(window, QStringLiteral("late"));
 
-    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("late"), patience);
+    const bool came = QTest::qWaitFor(
+        [&device] { return receivedAfterTheQueries(device) == QByteArray("late"); }, patience);
     recovery.join();
+    QVERIFY(came);
     QCOMPARE(boxes.texts(), QStringList());
 }
 

@@ -38,8 +38,8 @@ constexpr double endOfQtsPage = 8388607; // px
 constexpr double endOfQtsScrollBar = 21474836; // px
 constexpr double mostHeight = 10000000; // px
 constexpr int mostCharacters = 15000000;
-constexpr int moment =
-    5000; // ms; taken for HTML, nested tables hold the window for four times that
+// Taken for HTML, nested tables hold the window for four times that.
+constexpr int moment = 5000; // ms
 
 const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
 const QString monitorTitle = QStringLiteral("Vantrel Serial Monitor");
@@ -257,7 +257,7 @@ public:
         return QTest::qWaitFor([this] { return desktop.count(monitorTitle) == 0; }, patience);
     }
 
-    bool hasMonitorBeforeHim()
+    bool seesMonitorInFront()
     {
         return QTest::qWaitFor(
             [this] { return desktop.isActive(monitorTitle) && desktop.isInFront(monitorTitle); },
@@ -1051,7 +1051,7 @@ void tst_SerialMonitor::choosingItAgainBringsTheWindowBack()
     Session user;
     QVERIFY(user.start());
     QVERIFY(user.chooseMonitor());
-    QVERIFY(user.hasMonitorBeforeHim());
+    QVERIFY(user.seesMonitorInFront());
     QVERIFY(!maximized || user.maximizeMonitor());
     const QSize size = user.desktop.sizeOf(monitorTitle);
     QVERIFY(!minimized || user.minimizeMonitor());
@@ -1059,7 +1059,7 @@ void tst_SerialMonitor::choosingItAgainBringsTheWindowBack()
 
     QVERIFY(user.chooseMonitor());
 
-    QVERIFY(user.hasMonitorBeforeHim());
+    QVERIFY(user.seesMonitorInFront());
     QCOMPARE(user.desktop.sizeOf(monitorTitle), size);
 }
 
@@ -1085,7 +1085,7 @@ void tst_SerialMonitor::aWindowHiddenWhileMinimizedIsRestored()
     QVERIFY(openSerialMonitor(window));
     serialMonitor(window)->showMinimized();
     serialMonitor(window)->setVisible(false);
-    QTRY_VERIFY(!device.isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!device.isOpen(), patience);
 
     QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
 

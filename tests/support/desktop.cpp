@@ -59,7 +59,7 @@ bool Desktop::startServer()
 }
 
 // The server's own figure comes from whole millimetres, a setting is exact.
-bool Desktop::setDotsPerInch(int dotsPerInch)
+bool Desktop::setDotsPerInch(int dotsPerInch) const
 {
     QProcess process;
     process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));

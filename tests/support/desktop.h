@@ -23,7 +23,7 @@ public:
 
     bool start(int dotsPerInch = 96);
     // What the desktop's settings tell the programs that are started from now on.
-    bool setDotsPerInch(int dotsPerInch);
+    bool setDotsPerInch(int dotsPerInch) const;
 
     // The given environment, changed so that a Qt program opens its windows here.
     QProcessEnvironment environment(QProcessEnvironment environment) const;

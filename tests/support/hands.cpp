@@ -39,7 +39,9 @@ void Hands::press(const QString &key)
         doOnDesktop({QStringLiteral("key"), key});
         return;
     }
-    const int code = QKeySequence(key)[0];
+    // The one pair of keys whose names in X and Qt differ.
+    const int code =
+        QKeySequence(QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")))[0];
     const int modifiers = code & int(Qt::KeyboardModifierMask);
     QTest::keyClick(keyReceiver(), static_cast<Qt::Key>(code - modifiers),
                     Qt::KeyboardModifiers(modifiers));

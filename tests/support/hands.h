@@ -12,7 +12,7 @@ namespace Hands {
 
 // All are seen by the window only when its event loop runs.
 
-// Keys by the names that X and Qt share, such as "Tab", "Down" or "m", in the active window.
+// Keys by their names in X, such as "Tab", "Page_Down" or "m", in the active window.
 void press(const QString &key);
 
 // At a place in the widget.
