@@ -4,8 +4,8 @@
 
 class QMenuBar;
 
-// Makes the bar no higher than this many pixels, or than its letters when they need more. It looks
-// and behaves as the application's style has it in everything else.
+// Makes the bar no higher than this many pixels, or than its letters when they need more. In
+// everything else it looks and behaves as the style does that the application has at the call.
 void makeCompact(QMenuBar *menuBar, int height);
 
 #endif

@@ -185,7 +185,7 @@ void MainWindow::getSketchNameAndVersion()
 
 void MainWindow::on_pushButton_programondevice_refresh_clicked()
 {
-    // An assistive tool presses the button as well while it is hidden.
+    // An assistive tool can press the button even while it is hidden.
     const QListWidgetItem *device = ui->listWidget_devicelist->currentItem();
     if (device == nullptr)
         return;

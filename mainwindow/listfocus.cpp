@@ -31,7 +31,7 @@ bool ListFocus::eventFilter(QObject *watched, QEvent *event)
     return true;
 }
 
-// Like the styles, which draw the focus on a current row alone, and not for who uses the mouse.
+// As the styles do on a current row: not for people who use the mouse.
 void ListFocus::follow()
 {
     setGeometry(list->rect());

@@ -17,7 +17,7 @@ namespace {
 const QString applicationVersion = QStringLiteral("1.0 beta 6");
 constexpr int pollInterval = 100; // ms
 
-// The menus have no mnemonics, and not every style lets the Alt key lead to their bar.
+// The menus have no mnemonics, and not every style opens the menu bar with the Alt key.
 void openByKey(QMenuBar *bar)
 {
     const auto *key = new QShortcut(QKeySequence(Qt::Key_F10), bar);
@@ -35,10 +35,11 @@ MainWindow::MainWindow(QWidget *parent)
     setFixedSize(size());
     new ListFocus(ui->listWidget_programlist);
     new ListFocus(ui->listWidget_devicelist);
-    openByKey(ui->menuBar);
-    // Inside the window the bar pushes the status line down, which has only this much room below.
-    if (!ui->menuBar->isNativeMenuBar())
+    if (!ui->menuBar->isNativeMenuBar()) {
+        openByKey(ui->menuBar);
+        // Inside the window the bar pushes the status line down, which has this much room below.
         makeCompact(ui->menuBar, height() - ui->label_status->geometry().bottom() - 1);
+    }
 
     errorReportText = tr(Addresses::errorReportText);
     serialMonitor = new SerialMonitor(this);
