@@ -97,6 +97,7 @@ private slots:
 
     void answersCountOrNot_data();
     void answersCountOrNot();
+    void aNameWithMarkupIsShownAsItIs();
     void theLastLineIsParsedWhenNoneIsWhole();
     void whatCameBeforeTheRequestIsNoAnswer();
     void theRestOfAnAnswerIsNoAnswerToTheNextRequest();
@@ -207,6 +208,19 @@ void tst_DeviceQuery::answersCountOrNot()
 
     QCOMPARE(programOnDevice(window), label);
     QCOMPARE(device.received(), QByteArray(requests, 'v'));
+}
+
+// An image of endless size in a label would hang the window.
+void tst_DeviceQuery::aNameWithMarkupIsShownAsItIs()
+{
+    ScriptedDevice device({"Version:<b>Blink__3\r\n"});
+    MainWindow window;
+    QVERIFY(window.OpenSerialPort(device.portName()));
+    auto *label = child<QLabel>(window, "label_programondevice");
+    QCOMPARE(label->text(), QStringLiteral("<b>Blink"));
+    const QImage shown = label->grab().toImage();
+    label->setTextFormat(Qt::PlainText);
+    QCOMPARE(shown, label->grab().toImage());
 }
 
 void tst_DeviceQuery::theLastLineIsParsedWhenNoneIsWhole()
