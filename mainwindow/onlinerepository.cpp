@@ -45,37 +45,45 @@ bool isPlain(const QNetworkReply &reply)
     return !isCoded(reply, "Content-Encoding") && !isCoded(reply, "Transfer-Encoding");
 }
 
-void skipBlanks(QIODevice &body)
+QByteArray withoutBlanks(const QByteArray &text)
 {
     const QByteArray blanks = " \t\n\v\f\r";
-    char next = 0;
-    while (body.peek(&next, 1) == 1 && blanks.contains(next))
-        body.skip(1);
+    int begin = 0;
+    while (begin < text.size() && blanks.contains(text.at(begin)))
+        ++begin;
+    return text.mid(begin);
 }
 
-void skipByteOrderMark(QIODevice &body)
+// What follows the blanks and the byte order mark that text may begin with.
+QByteArray textBehind(const QByteArray &beginning)
 {
     const QByteArray mark = "\xEF\xBB\xBF";
-    if (body.peek(mark.size()) == mark)
-        body.skip(mark.size());
+    const QByteArray text = withoutBlanks(beginning);
+    return text.startsWith(mark) ? withoutBlanks(text.mid(mark.size())) : text;
 }
 
-bool startsWith(QIODevice &body, const QByteArray &text)
+// The first letters of the text, in small letters; shorter only if the body is.
+QByteArray beginningOf(QIODevice &body, int length)
 {
-    return body.peek(text.size()).toLower() == text;
+    QByteArray text;
+    while (text.size() < length) {
+        const QByteArray block = body.read(blockSize);
+        if (block.isEmpty())
+            break;
+        text = textBehind(text + block);
+    }
+    return text.left(length).toLower();
 }
 
 // The login page of a network, or a server's own page, in place of what was asked for. Takes
 // nothing from the body.
 bool isPage(QIODevice &body)
 {
+    const QByteArray declaration = "<!doctype html";
     body.startTransaction();
-    skipBlanks(body);
-    skipByteOrderMark(body);
-    skipBlanks(body);
-    const bool page = startsWith(body, "<!doctype html") || startsWith(body, "<html");
+    const QByteArray beginning = beginningOf(body, declaration.size());
     body.rollbackTransaction();
-    return page;
+    return beginning == declaration || beginning.startsWith("<html");
 }
 
 // Qt takes the answers of the 100s, all of the 200s, and those of the 300s that it does not follow,
@@ -153,7 +161,7 @@ QString whatIsInTheWay(const QSaveFile &file)
     return inTheWay.errorString();
 }
 
-// To be asked at once: where QSaveFile keeps no reason, the system's last one is the reason.
+// Call it at once: where QSaveFile keeps no reason, the system's last one is the reason.
 QString systemsReason(const QSaveFile &file)
 {
     if (file.error() == QFileDevice::UnspecifiedError)
