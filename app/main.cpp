@@ -43,13 +43,6 @@ bool hasDirectory()
     return !QCoreApplication::applicationFilePath().isEmpty();
 }
 
-// On these platforms nobody could close a box.
-bool isOnScreen()
-{
-    const QString platform = QGuiApplication::platformName();
-    return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
-}
-
 int refuseToStart()
 {
     const QString reason = QCoreApplication::translate(
@@ -57,8 +50,7 @@ int refuseToStart()
         "The program cannot tell in which directory it is. Perhaps its file was replaced "
         "or removed while it was starting. Nothing was changed. Please start it again.");
     QTextStream(stderr) << reason << QLatin1Char('\n');
-    if (isOnScreen())
-        QMessageBox::critical(nullptr, MainWindow::tr("Vantrel Updater"), reason);
+    QMessageBox::critical(nullptr, MainWindow::tr("Vantrel Updater"), reason);
     return EXIT_FAILURE;
 }
 

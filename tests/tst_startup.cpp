@@ -98,7 +98,6 @@ private slots:
     void endsWithItsWindow();
     void refusesToRunWithoutItsDirectory_data();
     void refusesToRunWithoutItsDirectory();
-    void opensNoBoxWithoutScreen();
 
 private:
     void installTranslation(const QString &fileName);
@@ -396,16 +395,6 @@ void tst_Startup::refusesToRunWithoutItsDirectory()
     QCOMPARE(contentOf(place->filePath(QStringLiteral("elsewhere"))),
              QStringList({QStringLiteral("compiled_sketches"), strangersSketch}));
     QVERIFY(!proxy.waitForNewConnection(0));
-}
-
-void tst_Startup::opensNoBoxWithoutScreen()
-{
-    QProcessEnvironment surroundings = environment(QStringLiteral("en_US.UTF-8"));
-    surroundings.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    startNameless(QStringLiteral("rm \"$0\""), surroundings);
-    QVERIFY(program.waitForFinished(patience));
-    QCOMPARE(program.exitCode(), 1);
-    QCOMPARE(messages(), QStringList(refusal));
 }
 
 QTEST_GUILESS_MAIN(tst_Startup)
