@@ -1,14 +1,34 @@
 # What our own sources are compiled with; dependencies' headers are system headers and exempt.
 
-add_library(vtupdater_options INTERFACE)
-target_compile_options(vtupdater_options INTERFACE
+option(VTUPDATER_WARNINGS_AS_ERRORS "Let a compiler warning in our code fail the build" OFF)
+option(VTUPDATER_SANITIZERS "Build with the address and undefined behaviour sanitizers" OFF)
+option(VTUPDATER_COVERAGE "Count the lines and branches that are run" OFF)
+option(VTUPDATER_COMPILER_CACHE "Compile through ccache where it is installed" OFF)
+
+if(VTUPDATER_COMPILER_CACHE)
+    find_program(VTUPDATER_CCACHE ccache)
+    mark_as_advanced(VTUPDATER_CCACHE)
+endif()
+if(VTUPDATER_COMPILER_CACHE AND VTUPDATER_CCACHE)
+    # Precompiled headers are compared by their content instead of by their age.
+    set(cache ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+        "${VTUPDATER_CCACHE}")
+    set(CMAKE_C_COMPILER_LAUNCHER ${cache})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${cache})
+endif()
+
+add_library(vtupdater_warnings INTERFACE)
+target_compile_options(vtupdater_warnings INTERFACE
     $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang,AppleClang>:
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
         -Wcast-align -Wcast-qual -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual -Wundef>
 )
 if(VTUPDATER_WARNINGS_AS_ERRORS)
-    target_compile_options(vtupdater_options INTERFACE -Werror)
+    target_compile_options(vtupdater_warnings INTERFACE -Werror)
 endif()
+
+add_library(vtupdater_options INTERFACE)
+target_link_libraries(vtupdater_options INTERFACE vtupdater_warnings)
 target_compile_definitions(vtupdater_options INTERFACE
     QT_DEPRECATED_WARNINGS
     QT_DISABLE_DEPRECATED_BEFORE=0x050f00
@@ -19,3 +39,14 @@ target_compile_definitions(vtupdater_options INTERFACE
 )
 # The table of imported functions is filled at the start and read-only from then on.
 target_link_options(vtupdater_options INTERFACE $<$<PLATFORM_ID:Linux>:-Wl,-z,relro,-z,now>)
+
+if(VTUPDATER_SANITIZERS)
+    set(sanitizers -fsanitize=address,undefined)
+    target_compile_options(vtupdater_options INTERFACE
+        ${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(vtupdater_options INTERFACE ${sanitizers})
+endif()
+if(VTUPDATER_COVERAGE)
+    target_compile_options(vtupdater_options INTERFACE --coverage)
+    target_link_options(vtupdater_options INTERFACE --coverage)
+endif()

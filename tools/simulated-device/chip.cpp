@@ -18,7 +18,8 @@ constexpr char serialPort = '0';
 
 bool verboseLog = false;
 
-void logToStandardError(avr_t *, int level, const char *format, va_list arguments)
+[[gnu::format(printf, 3, 0)]] void logToStandardError(avr_t *, int level, const char *format,
+                                                      va_list arguments)
 {
     if (verboseLog && level <= LOG_WARNING)
         std::vfprintf(stderr, format, arguments);
