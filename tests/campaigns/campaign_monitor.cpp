@@ -88,7 +88,7 @@ QByteArray withNuls(Campaign::Dice *dice)
     return block;
 }
 
-// What a text browser would take for HTML, had it the choice.
+// What a text browser would take for HTML, if it had the choice.
 QByteArray markup(Campaign::Dice *dice)
 {
     static const QList<QByteArray> pieces = {"<table><tr><td>",
