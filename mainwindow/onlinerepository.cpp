@@ -171,6 +171,18 @@ QString systemsReason(const QSaveFile &file)
     return file.errorString();
 }
 
+// Null when the body is stored whole, else the system's reason why it is not.
+QString storeBody(const QString &path, QIODevice &body)
+{
+    // What a link leads to is not the repository's to write.
+    QFile link(path);
+    if (QFileInfo(path).isSymLink() && !link.remove())
+        return link.errorString();
+
+    QSaveFile file(path);
+    return writeWhole(file, body) ? QString() : systemsReason(file);
+}
+
 bool isUsable(const QNetworkInterface &interface)
 {
     return interface.flags().testFlag(QNetworkInterface::IsUp)
@@ -263,13 +275,9 @@ void MainWindow::sketchDownloadReplyFinished(QNetworkReply *reply)
 
 void MainWindow::storeSketch(const QString &fileName, QIODevice &content)
 {
-    const QString path = compiledSketchesPath + fileName;
-    if (QFileInfo(path).isSymLink())
-        QFile::remove(path); // what it leads to is not the repository's to write
-
-    QSaveFile file(path);
-    if (!writeWhole(file, content)) {
-        ui->label_status->setText(QStringLiteral("Failed creating file...") + systemsReason(file));
+    const QString problem = storeBody(compiledSketchesPath + fileName, content);
+    if (!problem.isNull()) {
+        ui->label_status->setText(QStringLiteral("Failed creating file...") + problem);
         return;
     }
     updateCompiledSketckesList(compiledSketchesPath);

@@ -316,6 +316,7 @@ private slots:
     void readOnlyFileOnAReadOnlyDisk();
     void linkInTheWay_data();
     void linkInTheWay();
+    void linkThatCannotBeRemoved();
     void nameIsDecoded_data();
     void nameIsDecoded();
     void directoryIsNotPruned();
@@ -1124,6 +1125,26 @@ void tst_OnlineRepository::linkInTheWay()
     QCOMPARE(ApplicationDirectory::contentOf(target), QByteArray(targetExists ? "kept" : ""));
     QCOMPARE(QFile::exists(target), targetExists);
     QFile::remove(target);
+}
+
+void tst_OnlineRepository::linkThatCannotBeRemoved()
+{
+    const QString target = ApplicationDirectory::path() + QStringLiteral("of the user");
+    QFile file(target);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("kept") == 4);
+    file.close();
+    QDir().mkpath(ApplicationDirectory::sketchesPath());
+    QVERIFY(QFile::link(target, ApplicationDirectory::sketchesPath() + QStringLiteral("notes")));
+    QCOMPARE(chmod(QFile::encodeName(ApplicationDirectory::sketchesPath()).constData(), 0500), 0);
+    serveIndex("notes");
+    server->serve(repository + QStringLiteral("notes"), {Answer::ok("text")});
+
+    const WithoutFilePrivileges asUser;
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("Permission denied"),
+                              patience);
+    QCOMPARE(ApplicationDirectory::contentOf(target), QByteArray("kept"));
+    QVERIFY(QFile::remove(target));
 }
 
 void tst_OnlineRepository::nameIsDecoded_data()
