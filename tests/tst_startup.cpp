@@ -30,8 +30,11 @@ const QString unmatchedSlot =
 const QByteArray germanTexts = R"(<?xml version="1.0" encoding="utf-8"?>
 <TS version="2.1" language="de_DE"><context><name>MainWindow</name><message>
 <source>Vantrel Updater</source><translation>Vantrel-Aktualisierung</translation>
+</message></context><context><name>about</name><message>
+<source>About VTUpdater</source><translation>Hinweise zu VTUpdater</translation>
 </message></context></TS>
 )";
+const QString germanAboutTitle = QStringLiteral("Hinweise zu VTUpdater");
 
 const QString strangersSketch =
     QStringLiteral("compiled_sketches/Metronome__1.ino.with_bootloader.standard.hex");
@@ -92,6 +95,7 @@ private slots:
     void raisesTheLimitOfOpenFiles();
     void translatesByTheLocaleName_data();
     void translatesByTheLocaleName();
+    void translatesTheForms();
     void keepsItsSize();
     void growsWithTheDisplay_data();
     void growsWithTheDisplay();
@@ -109,6 +113,7 @@ private:
     // Both are true when it came to pass in time.
     bool openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
     bool closeWindow();
+    // In whichever language.
     bool openAboutDialogByKeyboard();
     QStringList messages();
 
@@ -218,7 +223,7 @@ bool tst_Startup::closeWindow()
 bool tst_Startup::openAboutDialogByKeyboard()
 {
     const auto isOpen = [this] {
-        return desktop->count(aboutTitle) == 1;
+        return desktop->count(aboutTitle) + desktop->count(germanAboutTitle) == 1;
     };
     // As with closing: a key that the window misses is lost.
     return QTest::qWaitFor(
@@ -310,6 +315,16 @@ void tst_Startup::translatesByTheLocaleName()
     QVERIFY(openWindow(language));
     desktop->click(mainTitle, updateButton);
     QTRY_COMPARE_WITH_TIMEOUT(desktop->count(title), 1, patience);
+}
+
+// Unlike a box, a form asks for its texts once, while the window is built. The about dialog's form
+// has the one that can be seen from another process.
+void tst_Startup::translatesTheForms()
+{
+    installTranslation(QStringLiteral("de_DE.qm"));
+    QVERIFY(openWindow(QStringLiteral("de_DE.UTF-8")));
+    QVERIFY(openAboutDialogByKeyboard());
+    QCOMPARE(desktop->count(germanAboutTitle), 1);
 }
 
 void tst_Startup::keepsItsSize()
