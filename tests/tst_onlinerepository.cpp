@@ -25,9 +25,11 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <csignal>
 #include <memory>
 
 namespace {
@@ -146,6 +148,35 @@ private:
     bool mounted;
 };
 
+// No file of this process grows beyond this size.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t size)
+        : earlierHandler(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &earlier);
+        const rlimit limit = {size, earlier.rlim_max};
+        set = setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    }
+
+    ~FileSizeLimit()
+    {
+        setrlimit(RLIMIT_FSIZE, &earlier);
+        std::signal(SIGXFSZ, earlierHandler);
+    }
+
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+    bool isSet() const { return set; }
+
+private:
+    void (*earlierHandler)(int);
+    rlimit earlier = {};
+    bool set;
+};
+
 struct NamedAnswer
 {
     const char *name;
@@ -240,7 +271,12 @@ QList<NamedAnswer> pages(const QByteArray &body)
         {"a document type in capitals", Answer::ok("<!DOCTYPE HTML PUBLIC>\n" + body)},
         {"a page behind blanks of all kinds", Answer::ok(" \t\r\n\v\f" + page)},
         {"a page behind many blanks", Answer::ok(QByteArray(100000, ' ') + page)},
+        {"a page across two blocks", Answer::ok(QByteArray(65533, ' ') + page)},
+        {"a document type across two blocks",
+         Answer::ok(QByteArray(65536 - 9, ' ') + "<!doctype html>\n" + body)},
         {"a page behind a byte order mark", Answer::ok(mark + page)},
+        {"a page behind a mark across two blocks",
+         Answer::ok(QByteArray(65535, ' ') + mark + page)},
         {"a page behind a mark and blanks", Answer::ok(mark + "\r\n " + page)},
         {"a page behind blanks and a mark", Answer::ok("\n" + mark + page)},
         {"a page without a length", Answer::withoutLength(page)},
@@ -276,6 +312,7 @@ private slots:
     void cleanup();
 
     void asksForTheIndexAtStart();
+    void asksForTheIndexOffline();
     void asksForNoCoding();
     void readsTheIndex_data();
     void readsTheIndex();
@@ -299,6 +336,8 @@ private slots:
     void allMissing();
     void repliesInReversedOrder();
     void refreshWhileDownloading();
+    void moreRepliesThanEntries();
+    void listedAgainIsFetchedAgain();
 
     void refreshReadsTheDiskAtOnce();
     void refreshIsRefusedOffline();
@@ -309,6 +348,8 @@ private slots:
     void pageInPlaceOfTheDirectory();
     void fullDisk_data();
     void fullDisk();
+    void fileThatCannotBeReplaced();
+    void largerThanAFileMayBe();
     void readOnlyDirectory();
     void directoryInTheWay();
     void refusedByTheSystem_data();
@@ -320,6 +361,7 @@ private slots:
     void nameIsDecoded_data();
     void nameIsDecoded();
     void directoryIsNotPruned();
+    void staleLinkGoesAlone();
     void repositoryIsMissing();
     void halfAFileIsNoFile();
     void failedDownloadKeepsTheOldContent();
@@ -393,6 +435,18 @@ void tst_OnlineRepository::asksForTheIndexAtStart()
     server->release(indexAddress);
     QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
     QCOMPARE(server->requests(), QStringList {indexAddress});
+}
+
+// The refresh button would refuse.
+void tst_OnlineRepository::asksForTheIndexOffline()
+{
+    const Isolation isolation;
+    if (!isolation.isIsolated())
+        QSKIP("only root can leave the network");
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), contactError, patience);
+    QVERIFY(!window->areYouOnline());
 }
 
 void tst_OnlineRepository::asksForNoCoding()
@@ -611,6 +665,7 @@ void tst_OnlineRepository::fileFails()
     QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(repository + hex("Fade__2")), 1, patience);
     server->release(repository + hex("Fade__2"));
     QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
     QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Fade__2")});
     QCOMPARE(programs(), QStringList {QStringLiteral("Fade")});
 }
@@ -859,6 +914,58 @@ void tst_OnlineRepository::refreshWhileDownloading()
     QCOMPARE(ApplicationDirectory::repositoryFiles().size(), 3);
 }
 
+// The replies of the first index are counted against the entries of the second.
+void tst_OnlineRepository::moreRepliesThanEntries()
+{
+    const QString alarm = repository + hex("Alarm__1");
+    const QString blink = repository + hex("Blink__2");
+    server->serve(indexAddress,
+                  {Answer::ok(lines({hex("Alarm__1"), hex("Blink__2")})),
+                   Answer::ok(hex("Alarm__1").toUtf8()), Answer::failure(500)});
+    for (const QString &address : {alarm, blink})
+        server->serve(address, {Answer::held("content")});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 3, patience);
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 5, patience);
+    server->release(alarm); // once for each request
+    QTRY_COMPARE_WITH_TIMEOUT(window->findChildren<QNetworkReply *>().size(), 1, patience);
+    QCOMPARE(shown(), upToDate);
+
+    QVERIFY(refresh());
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), contactError, patience);
+    server->release(blink);
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QCOMPARE(shown(), contactError);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(),
+             (QStringList {hex("Alarm__1"), hex("Blink__2")}));
+}
+
+void tst_OnlineRepository::listedAgainIsFetchedAgain()
+{
+    const QString tone = ApplicationDirectory::sketchesPath() + hex("Tone__3");
+    const QStringList both {QStringLiteral("Blink"), QStringLiteral("Tone")};
+    const QByteArray blinkAlone = hex("Blink__1").toUtf8();
+    const QByteArray all = lines({hex("Blink__1"), hex("Tone__3")});
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    server->serve(indexAddress, {Answer::ok(all), Answer::ok(blinkAlone), Answer::ok(all)});
+    server->serve(repository + hex("Tone__3"), {Answer::ok("first"), Answer::ok("second")});
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QCOMPARE(ApplicationDirectory::contentOf(tone), QByteArray("first"));
+
+    QVERIFY(refresh());
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QVERIFY(!QFile::exists(tone));
+    QCOMPARE(programs(), both); // until the next refresh
+
+    QVERIFY(refresh());
+    QCOMPARE(programs(), QStringList {QStringLiteral("Blink")});
+    QTRY_VERIFY_WITH_TIMEOUT(isSettled(), patience);
+    QCOMPARE(ApplicationDirectory::contentOf(tone), QByteArray("second"));
+    QCOMPARE(programs(), both);
+}
+
 void tst_OnlineRepository::refreshReadsTheDiskAtOnce()
 {
     server->serve(indexAddress, {Answer::ok("absent"), Answer::silence()});
@@ -1002,6 +1109,43 @@ void tst_OnlineRepository::fullDisk()
     QCOMPARE(programs(), QStringList());
 }
 
+void tst_OnlineRepository::fileThatCannotBeReplaced()
+{
+    const SmallDisk disk;
+    if (!disk.isMounted())
+        QSKIP("only root can mount a small disk");
+    // No sketch's name, so it is asked for though it is there.
+    const QString notes = ApplicationDirectory::addFile(QStringLiteral("notes"), "kept");
+    ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
+    serveIndex(lines({QStringLiteral("notes"), hex("Blink__1")}));
+    server->serve(repository + QStringLiteral("notes"), {Answer::held(QByteArray(100000, 'n'))});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 2, patience);
+    QVERIFY(selectRow(*window, "listWidget_programlist", 0));
+
+    server->release(repository + QStringLiteral("notes"));
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("No space left on device"),
+                              patience);
+    QCOMPARE(ApplicationDirectory::contentOf(notes), QByteArray("kept"));
+    QCOMPARE(ApplicationDirectory::repositoryFiles(),
+             (QStringList {hex("Blink__1"), QStringLiteral("notes")}));
+    // Nothing has changed, and the choice has not been lost.
+    QCOMPARE(child<QListWidget>(*window, "listWidget_programlist")->currentRow(), 0);
+}
+
+void tst_OnlineRepository::largerThanAFileMayBe()
+{
+    constexpr int size = 1000000;
+    const FileSizeLimit limit(size);
+    QVERIFY(limit.isSet());
+    serveIndex(hex("Tone__3").toUtf8());
+    server->serve(repository + hex("Tone__3"), {Answer::ok(QByteArray(size + 1, 't'))});
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + QStringLiteral("File too large"), patience);
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+}
+
 void tst_OnlineRepository::readOnlyDirectory()
 {
     SmallDisk disk;
@@ -1046,6 +1190,8 @@ void tst_OnlineRepository::refusedByTheSystem_data()
     QTest::newRow("a read-only directory in the way")
         << QStringLiteral("directory") << 0700U << directory;
     QTest::newRow("a read-only local repository") << QStringLiteral("new") << 0500U << denied;
+    QTest::newRow("a file in the way, in a read-only local repository")
+        << QStringLiteral("writable") << 0500U << denied;
     QTest::newRow("an entry without a name, in a read-only local repository")
         << QString() << 0500U << directory;
     QTest::newRow("a name that is too long") << QString(256, QLatin1Char('n')) << 0700U << tooLong;
@@ -1059,6 +1205,7 @@ void tst_OnlineRepository::refusedByTheSystem()
     QFETCH(uint, mode);
     QFETCH(QString, reason);
     const QString file = ApplicationDirectory::addFile(QStringLiteral("file"), "kept");
+    const QString writable = ApplicationDirectory::addFile(QStringLiteral("writable"), "kept");
     const QString longest = ApplicationDirectory::addFile(longestName, "kept");
     const QByteArray directory =
         QFile::encodeName(ApplicationDirectory::sketchesPath() + QStringLiteral("directory"));
@@ -1074,8 +1221,10 @@ void tst_OnlineRepository::refusedByTheSystem()
     start();
     QTRY_COMPARE_WITH_TIMEOUT(label(), creationError + reason, patience);
     QCOMPARE(ApplicationDirectory::repositoryFiles(),
-             (QStringList {QStringLiteral("directory"), QStringLiteral("file"), longestName}));
+             (QStringList {QStringLiteral("directory"), QStringLiteral("file"), longestName,
+                           QStringLiteral("writable")}));
     QCOMPARE(ApplicationDirectory::contentOf(file), QByteArray("kept"));
+    QCOMPARE(ApplicationDirectory::contentOf(writable), QByteArray("kept"));
     QCOMPARE(ApplicationDirectory::contentOf(longest), QByteArray("kept"));
 }
 
@@ -1156,6 +1305,8 @@ void tst_OnlineRepository::nameIsDecoded_data()
                            << QStringLiteral("My Blink__1.hex");
     QTest::newRow("other script") << QStringLiteral("\u00dcbung__1.hex")
                                   << QStringLiteral("\u00dcbung__1.hex");
+    QTest::newRow("encoded percent sign")
+        << QStringLiteral("50%25__1.hex") << QStringLiteral("50%__1.hex");
     QTest::newRow("encoded letter") << QStringLiteral("%41b__1.hex") << QStringLiteral("Ab__1.hex");
 }
 
@@ -1184,6 +1335,20 @@ void tst_OnlineRepository::directoryIsNotPruned()
     // Nor are files that are no sketches.
     QCOMPARE(ApplicationDirectory::repositoryFiles(),
              (QStringList {hex("Folder__1"), QStringLiteral("notes.txt")}));
+}
+
+// What it leads to is not the repository's to remove.
+void tst_OnlineRepository::staleLinkGoesAlone()
+{
+    const QString target = ApplicationDirectory::addFile(QStringLiteral("of the user"), "kept");
+    const QString link = ApplicationDirectory::sketchesPath() + hex("Stale__1");
+    QVERIFY(QFile::link(target, link));
+    serveIndex(hex("Tone__3").toUtf8());
+
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
+    QVERIFY(!QFileInfo(link).isSymLink());
+    QCOMPARE(ApplicationDirectory::contentOf(target), QByteArray("kept"));
 }
 
 void tst_OnlineRepository::repositoryIsMissing()
