@@ -27,7 +27,8 @@ constexpr int usedAtRest = 20; // threads or descriptors; a download that stays 
 // Each download takes a thread's descriptor and a connection's.
 const QString narrowLimit = QStringLiteral("-n 256");
 constexpr int narrowLimitFiles = 100;
-constexpr int tooManyFiles = 200;
+// More threads at once than descriptors: no machine is quick enough to get through.
+constexpr int tooManyFiles = 300;
 
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);
 
@@ -305,20 +306,16 @@ void campaign_Server::fewDescriptors()
     QVERIFY(left.threads < usedAtRest);
 }
 
-// The system's library ends a process that has no descriptor left for another thread.
+// The system's library ends a process that has no descriptor left for another thread. All threads
+// are made before the first reply is handled, so this is certain and leaves no sketch.
 void campaign_Server::tooFewDescriptorsLoseNothing()
 {
     NumberedSketches::serve(server.get(), tooManyFiles);
     InstalledProgram installed(program);
     QVERIFY(installed.start(narrowLimit));
-    const auto ended = [&] {
-        return installed.hasSketches(tooManyFiles) || !installed.isRunning();
-    };
-    QVERIFY(QTest::qWaitFor(ended, patience));
-    qInfo("%d of %d files under the narrow limit; the program %s", installed.sketchCount(),
-          tooManyFiles, installed.isRunning() ? "runs" : "has ended");
-    QCOMPARE(NumberedSketches::damaged(installed.sketches()), QStringList());
-    installed.kill();
+    QVERIFY(QTest::qWaitFor([&] { return !installed.isRunning(); }, patience));
+    QVERIFY(installed.output().contains("Too many open files"));
+    QCOMPARE(installed.sketchCount(), 0);
 
     QVERIFY(installed.start());
     QVERIFY(QTest::qWaitFor([&] { return installed.hasSketches(tooManyFiles); }, patience));
