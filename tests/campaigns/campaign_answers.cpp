@@ -18,6 +18,11 @@ constexpr int packetSize = 62; // of the adapter
 constexpr qint64 memoryBound = 8LL * 1024; // KiB
 constexpr int queriesPerDevice = 100;
 
+// The answer to the last attempt comes too late where the machine stands still for the second that
+// the program waits, and is asked for again. None was late in 10,000 queries on a busy machine; the
+// margin is one in a thousand, and one more.
+constexpr int queriesPerLateAnswer = 1000;
+
 const QString unknown = QStringLiteral("Unknown sketch");
 const QString latest = QStringLiteral("<font color='green'>Latest version on device.</font>");
 const QString outdated = QStringLiteral("<font color='red'>Update recommended.</font>");
@@ -36,6 +41,8 @@ bool operator==(const Labels &one, const Labels &other)
 {
     return one.program == other.program && one.recommendation == other.recommendation;
 }
+
+const Labels noAnswer = {unknown, QString()};
 
 // What the user may see after this line, given what was seen before.
 Labels labelsFor(const QByteArray &line, const QString &recommendation)
@@ -228,27 +235,28 @@ void campaign_Answers::generatedAnswers()
     qint64 memory = 0;
     int whole = 0;
     int late = 0;
+    const int lateBound = 1 + count / queriesPerLateAnswer;
 
     for (int device = 0; device < count / queriesPerDevice; ++device) {
         ScriptedDevice terminal;
         for (int number = 0; number < queriesPerDevice; ++number) {
             const QList<QByteArray> answers = script(&dice);
             const QByteArray last = lineOf(answers.last());
-            const QString before = labelsOf(window).recommendation;
-            terminal.setAnswers(answers);
-            QVERIFY(window.OpenSerialPort(terminal.portName()));
-
-            const Labels labels = labelsOf(window);
             whole += isWhole(last) ? 1 : 0;
-            // The last answer of ten may come too late on a loaded machine.
-            if (!isWhole(last) && labels == Labels {unknown, QString()}) {
-                ++late;
-            } else {
-                QVERIFY2(labels == labelsFor(last, before),
+            bool isLate = false;
+            do {
+                const Labels expected = labelsFor(last, labelsOf(window).recommendation);
+                terminal.setAnswers(answers);
+                QVERIFY(window.OpenSerialPort(terminal.portName()));
+
+                const Labels labels = labelsOf(window);
+                isLate = !isWhole(last) && labels == noAnswer && !(expected == noAnswer);
+                late += isLate ? 1 : 0;
+                QVERIFY2(labels == expected || (isLate && late <= lateBound),
                          (answers.last().toPercentEncoding() + " shows " + quoted(labels)
-                          + " in place of " + quoted(labelsFor(last, before)))
+                          + " in place of " + quoted(expected))
                              .constData());
-            }
+            } while (isLate);
             QCOMPARE(terminal.requests() < 10, isWhole(last));
         }
         window.CloseSerialPort();
@@ -257,8 +265,8 @@ void campaign_Answers::generatedAnswers()
     }
 
     const qint64 growth = residentMemory() - memory;
-    qInfo("%d whole, %d unknown after ten attempts; memory grew from %lld KiB by %lld KiB", whole,
-          late, memory, growth);
+    qInfo("%d whole, %d too late; memory grew from %lld KiB by %lld KiB", whole, late, memory,
+          growth);
     QVERIFY(whole > count / 2);
     QVERIFY(staysWithin(growth, memoryBound));
     QVERIFY(comesDownTo(usage, QCoreApplication::applicationPid()));
