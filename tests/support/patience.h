@@ -3,7 +3,7 @@
 
 // How long a test waits for what has to come, in ms. What comes is not waited for any longer than
 // it takes, so this bounds only a failure: long enough for a sanitized program on a busy machine,
-// and shorter than CTest's limit for a whole program.
+// and short enough for CTest's limit: a wait that fails is looked at again for up to twice as long.
 constexpr int patience = 120000;
 
 #endif
