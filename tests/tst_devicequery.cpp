@@ -7,15 +7,18 @@
 #include "support/windowdriver.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
+#include <QThread>
 #include <QTranslator>
 
 #include <cstring>
 #include <fcntl.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -27,6 +30,15 @@ const QString missingPort = QStringLiteral("/dev/no-such-port");
 
 constexpr int allAttempts = 10;
 
+// Each attempt waits a second for its request to go out and a second for the reply. The waits may
+// end a millisecond early each. On a busy machine they end late: by less than three quarters of a
+// second on average, which still tells a second from two.
+constexpr int allWrites = allAttempts * 1000; // ms
+constexpr int allReplies = allAttempts * 1000; // ms
+constexpr int earliness = 2 * allAttempts; // ms
+constexpr int lateness = allAttempts * 750; // ms
+constexpr int moment = 50; // ms from the opening of the port until the program waits
+
 QString programOnDevice(const MainWindow &window)
 {
     return child<QLabel>(window, "label_programondevice")->text();
@@ -35,6 +47,14 @@ QString programOnDevice(const MainWindow &window)
 QString recommendation(const MainWindow &window)
 {
     return child<QLabel>(window, "label_updaterecommendation")->text();
+}
+
+// For another thread than the window's.
+template <typename Condition>
+void waitFor(Condition isMet)
+{
+    for (const QDeadlineTimer limit(patience); !isMet() && !limit.hasExpired();)
+        QThread::msleep(1);
 }
 
 QByteArray bytes(const char *text, int size)
@@ -100,6 +120,7 @@ private slots:
     void aNameWithMarkupIsShownAsItIs();
     void theLastLineIsParsedWhenNoneIsWhole();
     void whatCameBeforeTheRequestIsNoAnswer();
+    void whatComesBeforeTheRequestGoesOutIsNoAnswer();
     void theRestOfAnAnswerIsNoAnswerToTheNextRequest();
     void aBoardThatStartsUpAnswersTheFourthRequest();
     void theLineIsReturnedWithoutItsEnd();
@@ -251,6 +272,30 @@ void tst_DeviceQuery::whatCameBeforeTheRequestIsNoAnswer()
     QCOMPARE(device.requests(), 1);
 }
 
+// A busy device speaks while the request to it still waits. On a busy machine the device may take
+// the request only when the program has ceased to wait, so there are several tries.
+void tst_DeviceQuery::whatComesBeforeTheRequestGoesOutIsNoAnswer()
+{
+    ScriptedDevice device({"Version:Blink__3\r\n"});
+    MainWindow window;
+    for (int left = 5; left > 0 && programOnDevice(window) != QLatin1String("Blink"); --left) {
+        device.setBusy(true);
+        std::thread board([&device] {
+            waitFor([&device] { return device.isOpen(); });
+            QThread::msleep(moment);
+            device.send("Version:Fade__9\r\n");
+            waitFor([&device] { return device.unread() == 0; });
+            device.setBusy(false);
+        });
+        const bool opened = window.OpenSerialPort(device.portName());
+        board.join();
+        QVERIFY(opened);
+        window.CloseSerialPort();
+    }
+
+    QCOMPARE(programOnDevice(window), QStringLiteral("Blink"));
+}
+
 void tst_DeviceQuery::theRestOfAnAnswerIsNoAnswerToTheNextRequest()
 {
     ScriptedDevice device({"ready\r\nVersion:Fade__9\r\n", "Version:Blink__3\r\n"});
@@ -297,7 +342,9 @@ void tst_DeviceQuery::aSilentDeviceIsAskedTenTimes()
 
     QVERIFY(window.OpenSerialPort(device.portName()));
 
-    QVERIFY(time.elapsed() >= 9500); // a second for each reply
+    const qint64 elapsed = time.elapsed();
+    QVERIFY2(elapsed >= allReplies - earliness, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < allReplies + lateness, qPrintable(QString::number(elapsed)));
     QCOMPARE(device.requests(), allAttempts);
     QCOMPARE(programOnDevice(window), unknown);
     QCOMPARE(recommendation(window), QString());
@@ -317,7 +364,9 @@ void tst_DeviceQuery::aDeviceThatTakesNoRequestIsUnknown()
 
     QVERIFY(window.OpenSerialPort(device.portName()));
 
-    QVERIFY(time.elapsed() >= 19500);
+    const qint64 elapsed = time.elapsed();
+    QVERIFY2(elapsed >= allWrites + allReplies - earliness, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < allWrites + allReplies + lateness, qPrintable(QString::number(elapsed)));
     QCOMPARE(device.requests(), 1);
     QCOMPARE(programOnDevice(window), unknown);
     QCOMPARE(recommendation(window), QString());

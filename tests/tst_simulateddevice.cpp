@@ -4,6 +4,7 @@
 #include "support/patience.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -15,17 +16,21 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr int answerMs = 1000; // as long as the program waits
 constexpr int queryAttempts = 10;
 constexpr int manyTimes = 5000;
+constexpr int longText = 3000; // bytes: a quarter of a second on the wire, and a terminal holds it
+constexpr int adapterBuffer = 128; // bytes
 constexpr int flashSize = 0x8000;
 constexpr int bootSectionStart = 0x7c00;
 
@@ -82,18 +87,65 @@ Outcome runProgram(const QString &program, const QStringList &arguments)
     return finish(process);
 }
 
+// The name before the state may hold anything.
+QByteArray stateIn(const QByteArray &stat)
+{
+    return stat.mid(stat.lastIndexOf(')') + 2, 1);
+}
+
+// The letter that the system gives the process; empty when there is none.
+QByteArray stateOf(int processId)
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(processId));
+    return file.open(QIODevice::ReadOnly) ? stateIn(file.readAll()) : QByteArray();
+}
+
 // False for one that has ended and waits for its parent, too. Its state is asked for, as its
 // command line is empty for a moment while it starts another program.
 bool isAlive(const QByteArray &processId)
 {
     // An identifier that is empty is 0, which no process has.
-    QFile file(QStringLiteral("/proc/%1/stat").arg(processId.toInt()));
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray stat = file.readAll();
-    // The name before the state may hold anything.
-    const QByteArray state = stat.mid(stat.lastIndexOf(')') + 2, 1);
+    const QByteArray state = stateOf(processId.toInt());
     return !state.isEmpty() && state != "Z" && state != "X";
+}
+
+template <typename Condition>
+bool waitFor(Condition isMet)
+{
+    const QDeadlineTimer limit(patience);
+    while (!isMet() && !limit.hasExpired())
+        QThread::msleep(1);
+    return isMet();
+}
+
+// Stops the simulation in which this command runs, for as long as it lives.
+class StoppedSimulation
+{
+public:
+    StoppedSimulation() { kill(getppid(), SIGSTOP); }
+    ~StoppedSimulation() { goOn(); }
+    StoppedSimulation(const StoppedSimulation &) = delete;
+    StoppedSimulation &operator=(const StoppedSimulation &) = delete;
+
+    static bool isStopped()
+    {
+        return waitFor([] { return stateOf(getppid()) == "T"; });
+    }
+    static void goOn() { kill(getppid(), SIGCONT); }
+};
+
+// Lets one process go on as soon as another one waits.
+const QString goOnWhenAsleep = QStringLiteral(
+    "until read -r number name state rest < /proc/$1/stat && [ \"$state\" = S ]; do :; done; "
+    "kill -CONT $2");
+
+// What has come by now, without waiting for more.
+QByteArray whatCame(QSerialPort &port)
+{
+    QByteArray bytes = port.readAll();
+    while (port.waitForReadyRead(0))
+        bytes += port.readAll();
+    return bytes;
 }
 
 // As the port hands them over, up to the end of the line.
@@ -120,6 +172,8 @@ private slots:
     void longTextArrivesInPackets();
     void wrongSpeedIsNotUnderstood();
     void risingDtrResetsTheChip();
+    void whatWasWrittenBeforeAResetIsGone();
+    void aResetHandsOverWhatTheChipSaid();
     void resetsWithoutPauseDoNoHarm();
     void uploadReplacesTheSketchAndNothingElse();
     void portGivenUpWhileUnplugged();
@@ -304,6 +358,57 @@ void tst_InsideTheDevice::risingDtrResetsTheChip()
     QVERIFY(port.setRequestToSend(false));
     QVERIFY(port.isDataTerminalReady());
     QCOMPARE(statusNumber(QStringLiteral("resets")), resets + 1);
+}
+
+// A simulation that is late finds text and edge at once. The edge waits for its answer, so another
+// process lets the simulation go on. What is written to the port would wait as well, so it goes to
+// the terminal behind it.
+void tst_InsideTheDevice::whatWasWrittenBeforeAResetIsGone()
+{
+    QSerialPort port;
+    open(port);
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(port.setDataTerminalReady(false));
+    const int before = statusNumber(QStringLiteral("in"));
+    QFile terminal(QFile::symLinkTarget(QLatin1String("/dev/") + portName()));
+    QVERIFY(terminal.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    {
+        const StoppedSimulation simulation;
+        QVERIFY(simulation.isStopped());
+        QCOMPARE(terminal.write(QByteArray(longText, 'a')), qint64(longText));
+        QProcess hand;
+        hand.start(QStringLiteral("sh"),
+                   {QStringLiteral("-c"), goOnWhenAsleep, QStringLiteral("sh"),
+                    QString::number(getpid()), QString::number(getppid())});
+        QVERIFY(hand.waitForStarted(patience));
+        const bool raised = port.setDataTerminalReady(true);
+        QCOMPARE(finish(hand).exitCode, 0);
+        QVERIFY(raised);
+    }
+    // Its requests come behind the text, so the answer says that the text is through.
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    const int more = statusNumber(QStringLiteral("in")) - before;
+    // It may have been stopped when it was about to take a first bufferful.
+    QVERIFY2(more <= adapterBuffer + queryAttempts, qPrintable(QString::number(more)));
+}
+
+// The chip speaks for as long as it is spoken to, so the edge falls into a packet.
+void tst_InsideTheDevice::aResetHandsOverWhatTheChipSaid()
+{
+    QSerialPort port;
+    open(port);
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(port.setDataTerminalReady(false));
+    whatCame(port);
+    const int before = statusNumber(QStringLiteral("out"));
+    port.write(QByteArray(longText, 'a'));
+    QVERIFY(port.waitForReadyRead(patience));
+
+    QVERIFY(port.setDataTerminalReady(true));
+
+    const QByteArray came = whatCame(port);
+    QVERIFY(came.startsWith("Heard: a"));
+    QCOMPARE(came.size(), statusNumber(QStringLiteral("out")) - before);
 }
 
 void tst_InsideTheDevice::resetsWithoutPauseDoNoHarm()
@@ -721,6 +826,9 @@ void tst_SimulatedDevice::insideTheDevice_data()
     row("a long text arrives in packets of 62 bytes", "longTextArrivesInPackets");
     row("a wrong speed is not understood", "wrongSpeedIsNotUnderstood");
     row("a rising DTR resets the chip", "risingDtrResetsTheChip");
+    row("what was written before a reset does not reach the chip",
+        "whatWasWrittenBeforeAResetIsGone");
+    row("what the chip said before a reset arrives at once", "aResetHandsOverWhatTheChipSaid");
     row("resets without a pause do no harm", "resetsWithoutPauseDoNoHarm");
     row("an upload replaces the sketch and nothing else", "uploadReplacesTheSketchAndNothingElse",
         "ttyUSB0", "6001", "", "Metronome__2");

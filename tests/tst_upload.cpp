@@ -29,6 +29,12 @@ const QString portName = QStringLiteral("ttyUSB%1").arg(getpid());
 const QString otherPortName = QStringLiteral("cu.usbserial-A%1").arg(getpid());
 const QByteArray oldOnDevice = "Version:Blink__1\r\n";
 const QByteArray newOnDevice = "Version:Blink__2\r\n";
+
+constexpr int uploadTimeout = 30000; // ms
+// What a busy machine may add to it for the query, the uploader's start and the box, in ms. Some
+// 50 are usual; the next limits that one might set, 45 s and a minute, are farther off.
+constexpr int lateness = 10000;
+
 const QString untouched = QStringLiteral("Untouched status");
 
 const QString reportText =
@@ -296,9 +302,12 @@ private slots:
     void incompleteUploader();
     void missingSketch_data();
     void missingSketch();
+    void theFirstMissingIsReported_data();
+    void theFirstMissingIsReported();
     void missingPort_data();
     void missingPort();
     void missingPortListsOtherDevices();
+    void portIsLookedUpInTheList();
     void uploaderThatDoesNotStart_data();
     void uploaderThatDoesNotStart();
 
@@ -312,6 +321,7 @@ private slots:
     void howUploaderEndsDoesNotMatter();
     void outputDoesNotBlockUploader();
     void uploaderMayCloseItsOutputs();
+    void inputOfUploaderStaysOpen();
     void portIsClosedWhileUploaderRuns();
     void uploadRestartsPoll();
     void onlyAnUploadRestartsPoll_data();
@@ -319,6 +329,7 @@ private slots:
     void uploaderThatNeverEnds();
 
     void updateFromOldToNew();
+    void successIsReportedAfterTheLastQuery();
     void updateShowsUnknownSketch();
     void failedUploadReopensNothing();
     void deviceRemovedDuringUpload();
@@ -557,6 +568,59 @@ void tst_Upload::missingSketch()
     QCOMPARE(bench.label("label_status"), untouched);
 }
 
+void tst_Upload::theFirstMissingIsReported_data()
+{
+    QTest::addColumn<QStringList>("missing"); // besides the port
+    QTest::addColumn<QStringList>("problems");
+
+    const QString directory = QStringLiteral("avrdude/");
+    const QString program = QStringLiteral("avrdude/avrdude");
+    const QString configuration = QStringLiteral("avrdude/avrdude.conf");
+    const QString sketch = QStringLiteral("compiled_sketches/")
+        + ApplicationDirectory::sketchFileName(QStringLiteral("Blink__2"));
+    const QString noDirectory = QStringLiteral("Couldn't find avrdude directory. ")
+        + ApplicationDirectory::path() + QStringLiteral("avrdude ") + reportText;
+    const QString noSketch = QStringLiteral("Couldn't find sketch file. ")
+        + ApplicationDirectory::sketchFileName(QStringLiteral("Blink__2")) + QLatin1Char(' ')
+        + reportText;
+
+    QTest::newRow("neither directory nor sketch")
+        << QStringList {directory, sketch} << QStringList {noDirectory};
+    QTest::newRow("neither program nor sketch")
+        << QStringList {program, sketch} << QStringList {noProgramFound, noConfigurationFound};
+    QTest::newRow("neither configuration nor sketch")
+        << QStringList {configuration, sketch} << QStringList();
+    QTest::newRow("neither program, configuration nor sketch")
+        << QStringList {program, configuration, sketch} << QStringList {noProgramFound};
+    QTest::newRow("sketch alone") << QStringList {sketch} << QStringList {noSketch};
+}
+
+// The port is missing as well, which is found out last.
+void tst_Upload::theFirstMissingIsReported()
+{
+    QFETCH(const QStringList, missing);
+    QFETCH(const QStringList, problems);
+
+    Bench bench;
+    QVERIFY(bench.isReady());
+    bench.usb.unplug(bench.port);
+    for (const QString &name : missing) {
+        const QString path = ApplicationDirectory::path() + name;
+        QVERIFY(name.endsWith(QLatin1Char('/')) ? QDir(path).removeRecursively()
+                                                : QFile::remove(path));
+    }
+    QStringList expected;
+    for (const QString &problem : problems)
+        expected.append(warning(configurationError, problem));
+
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), expected);
+    QVERIFY(!uploaderRan());
+    QCOMPARE(bench.devices()->count(), 1);
+    QVERIFY(bench.progressBar()->isHidden());
+}
+
 void tst_Upload::missingPort_data()
 {
     QTest::addColumn<bool>("scannedSince");
@@ -601,6 +665,24 @@ void tst_Upload::missingPortListsOtherDevices()
     QCOMPARE(seen(boxes), QStringList(portNotOpened()));
     QCOMPARE(bench.devices()->count(), 1);
     QCOMPARE(bench.devices()->item(0)->text(), otherPortName);
+}
+
+// What the row is named after is there and opens, but the last scan did not find it.
+void tst_Upload::portIsLookedUpInTheList()
+{
+    Bench bench;
+    QVERIFY(bench.isReady());
+    const ScriptedDevice other({oldOnDevice});
+    bench.devices()->item(0)->setText(other.portName());
+    bench.usb.unplug(bench.port); // the system of the testbed opens no port without a name else
+
+    MessageBoxDriver boxes;
+    QVERIFY(!bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList(portNotOpened()));
+    QVERIFY(!uploaderRan());
+    QCOMPARE(other.requests(), 0);
+    QCOMPARE(bench.device.requests(), 1);
+    QCOMPARE(bench.devices()->count(), 0);
 }
 
 void tst_Upload::uploaderThatDoesNotStart_data()
@@ -771,8 +853,8 @@ void tst_Upload::outputDoesNotBlockUploader()
 {
     // Far more than a pipe holds.
     ApplicationDirectory::installUploader(
-        script("head -c 10485760 /dev/zero\nhead -c 10485760 /dev/zero >&2\n"
-               "echo ran > \"$here/ran\""));
+        script("head -c 10485760 /dev/zero && head -c 10485760 /dev/zero >&2"
+               " && echo ran > \"$here/ran\""));
     Bench bench;
     QVERIFY(bench.isReady());
     MessageBoxDriver boxes;
@@ -792,6 +874,18 @@ void tst_Upload::uploaderMayCloseItsOutputs()
     QVERIFY(bench.window->CallAvrDude());
     QVERIFY(uploaderRan());
     QCOMPARE(seen(boxes), QStringList());
+}
+
+// An uploader that asks a question waits for an answer instead of reading the end of its input.
+void tst_Upload::inputOfUploaderStaysOpen()
+{
+    ApplicationDirectory::installUploader(script("timeout 0.3 cat\necho $? > \"$here/status\""));
+    Bench bench;
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QVERIFY(bench.window->CallAvrDude());
+    QCOMPARE(seen(boxes), QStringList());
+    QCOMPARE(writtenByUploader("status"), QByteArray("124\n")); // the time was up
 }
 
 void tst_Upload::portIsClosedWhileUploaderRuns()
@@ -874,17 +968,22 @@ void tst_Upload::uploaderThatNeverEnds()
     QVERIFY(bench.isReady());
     MessageBoxDriver boxes;
     QList<bool> aliveWhileOpen;
-    boxes.whileOpen([&boxes, &aliveWhileOpen] {
-        if (boxes.boxes().size() == 2)
-            aliveWhileOpen.append(isAlive(writtenByUploader("process").trimmed().toInt()));
+    QElapsedTimer timer;
+    qint64 untilBox = 0;
+    boxes.whileOpen([&boxes, &aliveWhileOpen, &timer, &untilBox] {
+        if (boxes.boxes().size() == 1) { // the answer starts it
+            timer.start();
+            return;
+        }
+        untilBox = timer.elapsed();
+        aliveWhileOpen.append(isAlive(writtenByUploader("process").trimmed().toInt()));
     });
     const StoppedPoll poll;
     QVERIFY(poll.isFound());
-    QElapsedTimer timer;
-    timer.start();
     QVERIFY(bench.pressUpdate());
 
-    QVERIFY(timer.elapsed() >= 30000);
+    QVERIFY(timer.elapsed() >= uploadTimeout);
+    QVERIFY2(untilBox < uploadTimeout + lateness, qPrintable(QString::number(untilBox)));
     QVERIFY(!poll.isStartedAgain());
     QCOMPARE(seen(boxes), QStringList({confirmation(), unableToUpload()}));
     QCOMPARE(aliveWhileOpen, QList<bool>({true}));
@@ -925,6 +1024,25 @@ void tst_Upload::updateFromOldToNew()
     // Nobody needs the port while the monitor is hidden.
     QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), patience);
     QCOMPARE(bench.device.requests(), 3);
+}
+
+void tst_Upload::successIsReportedAfterTheLastQuery()
+{
+    Bench bench({oldOnDevice, oldOnDevice, newOnDevice});
+    QVERIFY(bench.isReady());
+    MessageBoxDriver boxes;
+    QList<int> requests;
+    QStringList recommendations;
+    boxes.whileOpen([&bench, &requests, &recommendations] {
+        requests.append(bench.device.requests());
+        recommendations.append(bench.label("label_updaterecommendation"));
+    });
+    QVERIFY(bench.pressUpdate());
+    QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
+    QCOMPARE(requests, QList<int>({1, 3}));
+    QCOMPARE(recommendations,
+             QStringList({QStringLiteral("<font color='red'>Update recommended.</font>"),
+                          QStringLiteral("<font color='green'>Latest version on device.</font>")}));
 }
 
 void tst_Upload::updateShowsUnknownSketch()

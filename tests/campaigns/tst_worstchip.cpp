@@ -144,6 +144,7 @@ void tst_WorstChip::mayRestartDuringTheQuery()
         timer.start();
         QVERIFY(selectBoth());
     }
+    qInfo("MEASURE %lld", timer.elapsed());
     QVERIFY(timer.elapsed() < queryTimeout + grace);
     QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
     QVERIFY(serves());
@@ -172,6 +173,7 @@ void tst_WorstChip::mayRestartDuringTheUpload()
         QElapsedTimer timer;
         timer.start();
         QVERIFY(click(*window, "pushButton_update"));
+        qInfo("MEASURE %lld %s", timer.elapsed(), qPrintable(boxes.texts().join(QLatin1Char('|'))));
         QVERIFY(timer.elapsed() < 2 * queryTimeout + uploadTimeout + grace);
         // It is avrdude's matter whether it ends or tries on until it is killed.
         QVERIFY(boxes.texts().last() == success || boxes.texts().last() == failure);
@@ -186,6 +188,7 @@ void tst_WorstChip::mayGoDuringTheQuery()
     QElapsedTimer timer;
     timer.start();
     QVERIFY(selectBoth());
+    qInfo("MEASURE %lld", timer.elapsed());
     QVERIFY(timer.elapsed() < queryTimeout + grace);
     QVERIFY(hand.isDone());
     QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
