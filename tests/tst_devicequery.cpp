@@ -135,6 +135,7 @@ private slots:
     void recommendationOutlivesAnswersThatSayNothing();
 
     void portSettings();
+    void theSpeedIsSetBeforeTheFirstRequest();
     void aPortThatDoesNotOpenLeavesTheLabels();
     void aPortThatDoesNotOpenClosesTheOneBefore();
 
@@ -516,6 +517,26 @@ void tst_DeviceQuery::portSettings()
     QCOMPARE(settings.c_cflag & CSIZE, tcflag_t(CS8));
     QCOMPARE(settings.c_cflag & (PARENB | CSTOPB | CRTSCTS), tcflag_t(0));
     QCOMPARE(settings.c_iflag & (INPCK | IXON | IXOFF | IXANY), tcflag_t(0));
+}
+
+// The device leaves the program a second's wait in which to look.
+void tst_DeviceQuery::theSpeedIsSetBeforeTheFirstRequest()
+{
+    ScriptedDevice device({QByteArray(), "Version:Blink__3\r\n"});
+    const UnusualTerminal terminal(device.portName());
+    MainWindow window;
+    termios settings = {};
+    std::thread board([&] {
+        waitFor([&device] { return device.requests() > 0; });
+        settings = terminal.settings();
+    });
+
+    const bool opened = window.OpenSerialPort(device.portName());
+    board.join();
+
+    QVERIFY(opened);
+    QCOMPARE(cfgetispeed(&settings), speed_t(B115200));
+    QCOMPARE(cfgetospeed(&settings), speed_t(B115200));
 }
 
 void tst_DeviceQuery::aPortThatDoesNotOpenLeavesTheLabels()

@@ -321,7 +321,6 @@ private slots:
     void howUploaderEndsDoesNotMatter();
     void outputDoesNotBlockUploader();
     void uploaderMayCloseItsOutputs();
-    void inputOfUploaderStaysOpen();
     void portIsClosedWhileUploaderRuns();
     void uploadRestartsPoll();
     void onlyAnUploadRestartsPoll_data();
@@ -874,18 +873,6 @@ void tst_Upload::uploaderMayCloseItsOutputs()
     QVERIFY(bench.window->CallAvrDude());
     QVERIFY(uploaderRan());
     QCOMPARE(seen(boxes), QStringList());
-}
-
-// An uploader that asks a question waits for an answer instead of reading the end of its input.
-void tst_Upload::inputOfUploaderStaysOpen()
-{
-    ApplicationDirectory::installUploader(script("timeout 0.3 cat\necho $? > \"$here/status\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
-    MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
-    QCOMPARE(seen(boxes), QStringList());
-    QCOMPARE(writtenByUploader("status"), QByteArray("124\n")); // the time was up
 }
 
 void tst_Upload::portIsClosedWhileUploaderRuns()

@@ -30,10 +30,14 @@ constexpr int sketchSize = 20000; // bytes
 constexpr int measuredRefreshes = 200;
 constexpr qint64 kibibyte = 1024;
 
-// A network manager stays with the window after its reply.
-constexpr qint64 bytesPerRequest = 8 * kibibyte;
-constexpr qint64 bytesPerRound = 4 * bytesPerRequest;
-constexpr qint64 residentSlack = qint64(8) * 1024 * kibibyte;
+// A network manager stays with the window after its reply. Measured: 2.4 to 2.5 KiB of heap for a
+// refresh, 4.8 (174 rounds) to 7.2 KiB (3,917 rounds) for a round, whose resident memory grew by
+// 1.5 MiB in a minute and by 33 MiB in twenty. The bounds are some one and a half times as much,
+// because the server's and the test's own records, which grow in steps, are a part of it.
+constexpr qint64 bytesPerRefresh = 4 * kibibyte;
+constexpr qint64 bytesPerRound = 11 * kibibyte;
+constexpr qint64 heapSlack = 512 * kibibyte;
+constexpr qint64 residentSlack = qint64(4) * 1024 * kibibyte;
 constexpr int slack = 3; // threads, descriptors, timers and X resources that come and go
 
 const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
@@ -258,12 +262,13 @@ void tst_LongLife::holdsWhatItHeldAtTheStart()
 
     const int lived = rounds - firstRound;
     const qint64 residentBound = residentSlack + lived * bytesPerRound;
+    const qint64 heapBound = heapSlack + lived * bytesPerRound;
     qInfo("%d rounds in %d s, %d requests", lived, int(timer.elapsed() / 1000),
           last.managers - first.managers);
     qInfo("%-28s %12s %12s %12s %12s", "", "start", "end", "more", "at most");
     printRow("resident memory (KiB)", first.resident / kibibyte, last.resident / kibibyte,
              residentBound / kibibyte);
-    printRow("heap (KiB)", first.heap / kibibyte, last.heap / kibibyte, residentBound / kibibyte);
+    printRow("heap (KiB)", first.heap / kibibyte, last.heap / kibibyte, heapBound / kibibyte);
     printRow("threads", first.threads, last.threads, slack);
     printRow("descriptors", first.descriptors, last.descriptors, slack);
     printRow("timers", first.timers, last.timers, slack);
@@ -286,7 +291,7 @@ void tst_LongLife::holdsWhatItHeldAtTheStart()
     if (!Footprint::memoryIsOwn())
         return;
     QVERIFY(last.resident - first.resident <= residentBound);
-    QVERIFY(last.heap - first.heap <= residentBound);
+    QVERIFY(last.heap - first.heap <= heapBound);
 }
 
 void tst_LongLife::aRefreshLeavesLittleBehind()
@@ -308,7 +313,7 @@ void tst_LongLife::aRefreshLeavesLittleBehind()
 
     const qint64 each = (Footprint::heapBytes() - before) / measuredRefreshes;
     qInfo("%lld bytes of heap for each of %d refreshes", each, measuredRefreshes);
-    QVERIFY(!Footprint::memoryIsOwn() || each < bytesPerRequest);
+    QVERIFY(!Footprint::memoryIsOwn() || each < bytesPerRefresh);
 }
 
 QTEST_MAIN(tst_LongLife)

@@ -18,12 +18,15 @@
 
 namespace {
 
-constexpr int queryTimeout = 20000; // ms that ten attempts may take
+// Ten attempts of a second each, as the request goes out at once: 10.1 s were measured, and 40.2 to
+// 41.6 s for an update that asks first and then waits for avrdude.
+constexpr int queryTime = 10000; // ms
 constexpr int uploadTimeout = 30000; // ms
-constexpr int grace = 20000; // ms that a loaded machine may take for the rest
+constexpr int grace = 10000; // ms that a loaded machine may take for the rest
 constexpr int fewTimes = 5;
 
 const QString success = QStringLiteral("Upload successfull.");
+const QString confirmation = QStringLiteral("DO NOT REMOVE OR TURN OFF THE DEVICE.");
 const QString failure = QStringLiteral("Unable to upload to device.");
 const QString control = QStringLiteral("'" SIMULATED_DEVICE_CONTROL "' ");
 
@@ -144,8 +147,9 @@ void tst_WorstChip::mayRestartDuringTheQuery()
         timer.start();
         QVERIFY(selectBoth());
     }
-    qInfo("MEASURE %lld", timer.elapsed());
-    QVERIFY(timer.elapsed() < queryTimeout + grace);
+    const qint64 elapsed = timer.elapsed();
+    qInfo("asked for %lld ms", elapsed);
+    QVERIFY(elapsed < queryTime + grace);
     QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
     QVERIFY(serves());
 }
@@ -173,10 +177,12 @@ void tst_WorstChip::mayRestartDuringTheUpload()
         QElapsedTimer timer;
         timer.start();
         QVERIFY(click(*window, "pushButton_update"));
-        qInfo("MEASURE %lld %s", timer.elapsed(), qPrintable(boxes.texts().join(QLatin1Char('|'))));
-        QVERIFY(timer.elapsed() < 2 * queryTimeout + uploadTimeout + grace);
-        // It is avrdude's matter whether it ends or tries on until it is killed.
-        QVERIFY(boxes.texts().last() == success || boxes.texts().last() == failure);
+        const qint64 elapsed = timer.elapsed();
+        qInfo("updated for %lld ms", elapsed);
+        // avrdude tries on until it is killed.
+        QCOMPARE(boxes.texts(), QStringList({confirmation, failure}));
+        QVERIFY(elapsed >= uploadTimeout);
+        QVERIFY(elapsed < queryTime + uploadTimeout + grace);
     }
     QVERIFY(updates());
     QVERIFY(serves());
@@ -188,8 +194,10 @@ void tst_WorstChip::mayGoDuringTheQuery()
     QElapsedTimer timer;
     timer.start();
     QVERIFY(selectBoth());
-    qInfo("MEASURE %lld", timer.elapsed());
-    QVERIFY(timer.elapsed() < queryTimeout + grace);
+    // It ends with the first attempts: 1.2 s were measured, a query to the end takes longer.
+    const qint64 elapsed = timer.elapsed();
+    qInfo("asked for %lld ms", elapsed);
+    QVERIFY(elapsed < queryTime);
     QVERIFY(hand.isDone());
     QCOMPARE(label("label_programondevice"), QStringLiteral("Unknown sketch"));
     QVERIFY(Chip::replug());
