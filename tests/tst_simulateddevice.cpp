@@ -374,7 +374,7 @@ void tst_InsideTheDevice::whatWasWrittenBeforeAResetIsGone()
     QVERIFY(terminal.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     {
         const StoppedSimulation simulation;
-        QVERIFY(simulation.isStopped());
+        QVERIFY(StoppedSimulation::isStopped());
         QCOMPARE(terminal.write(QByteArray(longText, 'a')), qint64(longText));
         QProcess hand;
         hand.start(QStringLiteral("sh"),
