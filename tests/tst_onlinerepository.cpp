@@ -740,7 +740,10 @@ void tst_OnlineRepository::followsARedirectAtHome()
     QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
     const QStringList expected = {indexAddress, store + QStringLiteral("index"),
                                   repository + hex("Tone__3"), store + hex("Tone__4")};
-    QCOMPARE(server->requests().join(QLatin1Char(' ')), expected.join(QLatin1Char(' ')));
+    // Qt repeats a request that meets a connection about to be closed.
+    QStringList asked = server->requests();
+    asked.removeDuplicates();
+    QCOMPARE(asked.join(QLatin1Char(' ')), expected.join(QLatin1Char(' ')));
     // The address that answered names the file.
     QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Tone__4")});
 }

@@ -263,7 +263,7 @@ void campaign_Monitor::asFastAsItGoes()
 
     QVERIFY(clearView(window));
     const qint64 kept = residentMemory() - memory;
-    const qint64 inUse = (Footprint::heapBytes() - heap) / 1024;
+    qint64 inUse = (Footprint::heapBytes() - heap) / 1024;
     qInfo("%lld bytes in %.1f s, %.1f MB/s; %d characters in %d paragraphs take %lld MiB; the loop "
           "stood still for %lld ms at most; %lld KiB are kept after Clear, the heap in use has "
           "grown by %lld KiB",
@@ -272,8 +272,14 @@ void campaign_Monitor::asFastAsItGoes()
     // Of long texts the view keeps the newest part.
     QVERIFY(characters > (filling == Filling(withNuls) ? 0 : qMin(size / 20, manyCharacters)));
     QVERIFY(staysWithin(kept, memoryBound));
-    QVERIFY(staysWithin(inUse, heapBound));
     QVERIFY(watch.longestStall() < longestWait);
+    // A rare letter may need one more font at last; what is lost is lost with every torrent.
+    for (int more = 0; more < 2 && !staysWithin(inUse, heapBound); ++more) {
+        const qint64 before = Footprint::heapBytes();
+        QVERIFY(showTorrent(&device, filling, size) && clearView(window));
+        inUse = (Footprint::heapBytes() - before) / 1024;
+    }
+    QVERIFY(staysWithin(inUse, heapBound));
 }
 
 void campaign_Monitor::atTheAdaptersRate_data()
