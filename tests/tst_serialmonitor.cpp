@@ -243,7 +243,7 @@ public:
             && QTest::qWaitFor([this] { return desktop.isInFront(mainTitle); }, patience);
     }
 
-    bool maximizeMonitor()
+    bool maximizeMonitor() const
     {
         const QSize before = desktop.sizeOf(monitorTitle);
         desktop.doubleClick(monitorTitle, titleBar);
