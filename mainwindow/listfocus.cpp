@@ -43,8 +43,9 @@ void ListFocus::follow()
 void ListFocus::paintEvent(QPaintEvent * /*event*/)
 {
     QPainter painter(this);
-    painter.setPen(palette().color(QPalette::Highlight));
-    painter.drawRect(rect().adjusted(0, 0, -1, -1));
+    // Two pixels, because a display of 100 dots per inch may cut the outer one off.
+    painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+    painter.drawRect(rect().adjusted(1, 1, -1, -1));
 }
 
 bool ListFocus::hasCurrentRow() const
