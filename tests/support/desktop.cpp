@@ -48,6 +48,7 @@ bool Desktop::startServer()
 {
     // The server takes a free display and says which, as soon as it can be used. It must not start
     // anew when its last client leaves.
+    server.setProcessEnvironment(ownEnvironment());
     server.start(serverProgram,
                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                   QStringLiteral("0"), QStringLiteral("1920x1440x24"), QStringLiteral("-nolisten"),
@@ -62,7 +63,7 @@ bool Desktop::startServer()
 bool Desktop::setDotsPerInch(int dotsPerInch) const
 {
     QProcess process;
-    process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    process.setProcessEnvironment(ownEnvironment());
     process.start(settingsProgram, {QStringLiteral("-nocpp"), QStringLiteral("-merge")});
     process.write(QByteArrayLiteral("Xft.dpi: ") + QByteArray::number(dotsPerInch)
                   + QByteArrayLiteral("\n"));
@@ -74,7 +75,7 @@ bool Desktop::startWindowManager()
 {
     // A window that comes while the window manager is starting may never be shown, so it says when
     // it is ready.
-    windowManager.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    windowManager.setProcessEnvironment(ownEnvironment());
     windowManager.start(windowManagerProgram,
                         {QStringLiteral("--startup"), QStringLiteral("echo ready")});
     return windowManager.waitForReadyRead(patience);
@@ -88,6 +89,15 @@ QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
     environment.insert(QStringLiteral("QT_XCB_GL_INTEGRATION"), QStringLiteral("none"));
     environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
     return environment;
+}
+
+// The desktop needs no adapters. A program with several threads that starts another can wait for
+// ever for a lock of umockdev's: one of these threads may hold it at the fork.
+QProcessEnvironment Desktop::ownEnvironment() const
+{
+    QProcessEnvironment own = environment(QProcessEnvironment::systemEnvironment());
+    own.remove(QStringLiteral("LD_PRELOAD"));
+    return own;
 }
 
 int Desktop::count(const QString &title) const
@@ -176,7 +186,7 @@ QString Desktop::hands(const QStringList &arguments) const
 QString Desktop::run(const QString &program, const QStringList &arguments) const
 {
     QProcess process;
-    process.setProcessEnvironment(environment(QProcessEnvironment::systemEnvironment()));
+    process.setProcessEnvironment(ownEnvironment());
     process.start(program, arguments);
     process.waitForFinished(patience);
     return QString::fromLocal8Bit(process.readAllStandardOutput()).trimmed();

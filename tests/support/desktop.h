@@ -51,6 +51,7 @@ public:
 private:
     bool startServer();
     bool startWindowManager();
+    QProcessEnvironment ownEnvironment() const;
     QString windowNumber(const QString &title) const;
     QString hands(const QStringList &arguments) const;
     // What the program wrote until its end.
