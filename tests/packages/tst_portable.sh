@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# The portable archive, unpacked where a path holds blanks: tst_portable PACKAGES.
+# The portable archive, unpacked where a path holds blanks: tst_portable.sh PACKAGES.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 archive=$(echo "$1"/old/*.tar.gz)
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/Vantrel Updater test.XXXXXX")

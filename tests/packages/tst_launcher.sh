@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # The command of the Debian package with the real program, in homes of all kinds:
-# tst_launcher PROGRAM STOP_AT_START, the program and the library that stops it when it starts.
+# tst_launcher.sh PROGRAM STOP_AT_START, the program and the library that stops it when it starts.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 built=$(realpath "$1")
 stop_at_start=$(realpath "$2")
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 user=54321
 
 # What is mounted, and what runs, goes with a namespace of its own.

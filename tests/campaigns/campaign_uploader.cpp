@@ -1,10 +1,10 @@
 // An uploader at its worst: it floods or closes its outputs, leaves children behind, ignores
 // signals, or is replaced while it runs. Each time the update ends and the window serves again.
-#include "applicationdirectory.h"
-#include "bench.h"
-#include "footprint.h"
-#include "messageboxdriver.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/bench.h"
+#include "support/footprint.h"
+#include "support/messageboxdriver.h"
+#include "support/windowdriver.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -47,7 +47,7 @@ bool isAlive(pid_t process)
 
 } // namespace
 
-class tst_WorstUploader : public QObject
+class campaign_Uploader : public QObject
 {
     Q_OBJECT
 
@@ -74,22 +74,22 @@ private:
     QList<bool> aliveWhileBoxOpen; // the uploader, at each box of the last update
 };
 
-void tst_WorstUploader::init()
+void campaign_Uploader::init()
 {
     ApplicationDirectory::clear();
 }
 
-void tst_WorstUploader::cleanup()
+void campaign_Uploader::cleanup()
 {
     ApplicationDirectory::clear();
 }
 
-void tst_WorstUploader::cleanupTestCase()
+void campaign_Uploader::cleanupTestCase()
 {
     letFadesEnd();
 }
 
-bool tst_WorstUploader::update(const QByteArray &body, const QStringList &expectedBoxes)
+bool campaign_Uploader::update(const QByteArray &body, const QStringList &expectedBoxes)
 {
     ApplicationDirectory::installUploader(script(body));
     Bench bench;
@@ -109,7 +109,7 @@ bool tst_WorstUploader::update(const QByteArray &body, const QStringList &expect
     return bench.serves();
 }
 
-void tst_WorstUploader::outputsFillNoMemory_data()
+void campaign_Uploader::outputsFillNoMemory_data()
 {
     QTest::addColumn<QByteArray>("body");
 
@@ -122,7 +122,7 @@ void tst_WorstUploader::outputsFillNoMemory_data()
     QTest::newRow("lines") << QByteArray("yes 'avrdude: not in sync' | head -c " + size);
 }
 
-void tst_WorstUploader::outputsFillNoMemory()
+void campaign_Uploader::outputsFillNoMemory()
 {
     QFETCH(const QByteArray, body);
     QVERIFY(update("true", {confirmation, success})); // whatever comes with the first update
@@ -141,7 +141,7 @@ void tst_WorstUploader::outputsFillNoMemory()
     QVERIFY(kept < outputSize * mebibyte / 10);
 }
 
-void tst_WorstUploader::outputsMayBeClosed_data()
+void campaign_Uploader::outputsMayBeClosed_data()
 {
     QTest::addColumn<QByteArray>("body");
 
@@ -150,7 +150,7 @@ void tst_WorstUploader::outputsMayBeClosed_data()
     QTest::newRow("all three at once") << QByteArray("exec <&- >&- 2>&-");
 }
 
-void tst_WorstUploader::outputsMayBeClosed()
+void campaign_Uploader::outputsMayBeClosed()
 {
     QFETCH(const QByteArray, body);
 
@@ -160,7 +160,7 @@ void tst_WorstUploader::outputsMayBeClosed()
     QVERIFY(elapsed >= 1000); // it is waited for all the same
 }
 
-void tst_WorstUploader::aChildThatOutlivesItHoldsNothingUp_data()
+void campaign_Uploader::aChildThatOutlivesItHoldsNothingUp_data()
 {
     QTest::addColumn<QByteArray>("child");
 
@@ -171,7 +171,7 @@ void tst_WorstUploader::aChildThatOutlivesItHoldsNothingUp_data()
     QTest::newRow("flooding the errors") << QByteArray("exec yes >&2");
 }
 
-void tst_WorstUploader::aChildThatOutlivesItHoldsNothingUp()
+void campaign_Uploader::aChildThatOutlivesItHoldsNothingUp()
 {
     QFETCH(const QByteArray, child);
     const qint64 before = Footprint::residentBytes();
@@ -188,7 +188,7 @@ void tst_WorstUploader::aChildThatOutlivesItHoldsNothingUp()
 }
 
 // It writes as fast as it can, which fills the machine's memory unless it is thrown away.
-void tst_WorstUploader::anUploaderThatWillNotEndIsKilled()
+void campaign_Uploader::anUploaderThatWillNotEndIsKilled()
 {
     const qint64 before = Footprint::residentBytes();
 
@@ -203,7 +203,7 @@ void tst_WorstUploader::anUploaderThatWillNotEndIsKilled()
             || Footprint::peakBytes() - before < outputSize * mebibyte / 4);
 }
 
-void tst_WorstUploader::itsFileMayChangeWhileItRuns_data()
+void campaign_Uploader::itsFileMayChangeWhileItRuns_data()
 {
     QTest::addColumn<QByteArray>("change");
 
@@ -216,7 +216,7 @@ void tst_WorstUploader::itsFileMayChangeWhileItRuns_data()
     QTest::newRow("overwritten in place") << QByteArray(other + "\"$0\"");
 }
 
-void tst_WorstUploader::itsFileMayChangeWhileItRuns()
+void campaign_Uploader::itsFileMayChangeWhileItRuns()
 {
     QFETCH(const QByteArray, change);
 
@@ -229,6 +229,6 @@ void tst_WorstUploader::itsFileMayChangeWhileItRuns()
     QCOMPARE(written("ran"), QByteArray("ran\n"));
 }
 
-QTEST_MAIN(tst_WorstUploader)
+QTEST_MAIN(campaign_Uploader)
 
-#include "tst_worstuploader.moc"
+#include "campaign_uploader.moc"

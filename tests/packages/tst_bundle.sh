@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# What can be tried of the macOS bundle on another system: tst_bundle BUILD. Its property list, its
-# icon, and the order of the steps that finish it, with pretended tools that write down their calls.
+# What can be tried of the macOS bundle on another system: tst_bundle.sh BUILD. Its property list,
+# its icon, and the order of the steps that finish it, with pretended tools that write down their
+# calls.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 plist=$1/package/Info.plist
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/Vantrel Updater test.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT

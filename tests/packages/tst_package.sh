@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # The Debian package on a clean system, from its installation to its removal:
-# tst_package PACKAGES BUILD, folders with the packages of two versions and the simulated device.
+# tst_package.sh PACKAGES BUILD, folders with the packages of two versions and the simulated device.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 packages=$(realpath "$1")
 build=$(realpath "$2")
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 user=54321
 
 # Everything is mounted in a namespace of its own, so that nothing stays mounted.

@@ -202,7 +202,7 @@ QString tst_InsideTheDevice::expectation(const QString &variable)
 
 Outcome tst_InsideTheDevice::control(const QStringList &arguments)
 {
-    return runProgram(QStringLiteral(SIMULATED_DEVICE_CONTROL), arguments);
+    return runProgram(QStringLiteral(SIMULATED_DEVICE_CLIENT), arguments);
 }
 
 QByteArray tst_InsideTheDevice::dump()
@@ -879,7 +879,7 @@ void tst_SimulatedDevice::controlSocketIsWhereItWasAskedFor()
     const Outcome outcome = simulate(
         {QStringLiteral("--control"), QStringLiteral("socket"), QStringLiteral("--image"),
          imagePath(QStringLiteral("Metronome__1")), QStringLiteral("--"), QStringLiteral("sh"),
-         QStringLiteral("-c"), script, QStringLiteral(SIMULATED_DEVICE_CONTROL)});
+         QStringLiteral("-c"), script, QStringLiteral(SIMULATED_DEVICE_CLIENT)});
     QCOMPARE(outcome.exitCode, 0);
     QVERIFY(
         outcome.output.startsWith(QLatin1String("ok plugged opens=0 resets=0 in=0 out=0 pc=0x")));

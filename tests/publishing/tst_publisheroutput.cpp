@@ -144,7 +144,7 @@ private:
 
 } // namespace
 
-class tst_Publish : public QObject
+class tst_PublisherOutput : public QObject
 {
     Q_OBJECT
 
@@ -182,17 +182,17 @@ private:
     std::unique_ptr<Publisher> publisher;
 };
 
-void tst_Publish::init()
+void tst_PublisherOutput::init()
 {
     publisher = std::make_unique<Publisher>();
 }
 
-void tst_Publish::cleanup()
+void tst_PublisherOutput::cleanup()
 {
     publisher.reset();
 }
 
-void tst_Publish::firstPublication()
+void tst_PublisherOutput::firstPublication()
 {
     const QString servo = publisher->addSketch(QStringLiteral("servo__1"), hexImage("servo"));
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"), hexImage("blink"));
@@ -214,7 +214,7 @@ void tst_Publish::firstPublication()
     QCOMPARE(publisher->servedState().size(), 4);
 }
 
-void tst_Publish::renewal()
+void tst_PublisherOutput::renewal()
 {
     const QString kept = publisher->addSketch(QStringLiteral("Blink__3"));
     const QString old = publisher->addSketch(QStringLiteral("Servo__1"));
@@ -233,7 +233,7 @@ void tst_Publish::renewal()
     QCOMPARE(publisher->servedState().size(), 3);
 }
 
-void tst_Publish::nothingNewTouchesNothing()
+void tst_PublisherOutput::nothingNewTouchesNothing()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -246,7 +246,7 @@ void tst_Publish::nothingNewTouchesNothing()
     QCOMPARE(publisher->servedState(), state);
 }
 
-void tst_Publish::removalAloneChangesTheIndex()
+void tst_PublisherOutput::removalAloneChangesTheIndex()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     const QString servo = publisher->addSketch(QStringLiteral("Servo__1"));
@@ -258,7 +258,7 @@ void tst_Publish::removalAloneChangesTheIndex()
     QVERIFY(!QFileInfo::exists(publisher->servedFile(servo)));
 }
 
-void tst_Publish::foreignFilesAreLeftAlone()
+void tst_PublisherOutput::foreignFilesAreLeftAlone()
 {
     const QString page = publisher->servedFile(QStringLiteral("index.html"));
     QVERIFY(QDir().mkdir(publisher->served()));
@@ -270,7 +270,7 @@ void tst_Publish::foreignFilesAreLeftAlone()
     QCOMPARE(publisher->index(), QByteArray("Blink__3.ino.with_bootloader.standard.hex"));
 }
 
-void tst_Publish::changedFileIsRefused()
+void tst_PublisherOutput::changedFileIsRefused()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -285,7 +285,7 @@ void tst_Publish::changedFileIsRefused()
     QCOMPARE(publisher->servedState(), state);
 }
 
-void tst_Publish::changedFileIsReplacedOnRequest()
+void tst_PublisherOutput::changedFileIsReplacedOnRequest()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -297,7 +297,7 @@ void tst_Publish::changedFileIsReplacedOnRequest()
     QCOMPARE(ApplicationDirectory::contentOf(publisher->servedFile(blink)), hexImage("changed"));
 }
 
-void tst_Publish::dryRunSaysTheSameAndChangesNothing()
+void tst_PublisherOutput::dryRunSaysTheSameAndChangesNothing()
 {
     const QString changed = publisher->addSketch(QStringLiteral("Changed__1"));
     const QString removed = publisher->addSketch(QStringLiteral("Removed__1"));
@@ -318,7 +318,7 @@ void tst_Publish::dryRunSaysTheSameAndChangesNothing()
     QCOMPARE(result.steps.size(), 4);
 }
 
-void tst_Publish::dryRunMakesNoFolder()
+void tst_PublisherOutput::dryRunMakesNoFolder()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     const Publisher::Result result = publisher->publish({QStringLiteral("--dry-run")});
@@ -327,7 +327,7 @@ void tst_Publish::dryRunMakesNoFolder()
     QVERIFY(!QFileInfo::exists(publisher->served()));
 }
 
-void tst_Publish::webServerMayRead()
+void tst_PublisherOutput::webServerMayRead()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     const Publisher::Result result =
@@ -339,7 +339,7 @@ void tst_Publish::webServerMayRead()
 }
 
 // The second sketch is larger than a file may be.
-void tst_Publish::filesComeBeforeTheIndex()
+void tst_PublisherOutput::filesComeBeforeTheIndex()
 {
     publisher->addSketch(QStringLiteral("Before__1"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -364,7 +364,7 @@ void tst_Publish::filesComeBeforeTheIndex()
 }
 
 // The new index is larger than a file may be.
-void tst_Publish::filesGoAfterTheIndex()
+void tst_PublisherOutput::filesGoAfterTheIndex()
 {
     const QString removed = publisher->addSketch(QStringLiteral("Removed__1"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -386,7 +386,7 @@ void tst_Publish::filesGoAfterTheIndex()
 }
 
 // Who has begun to read the old index reads it to its end.
-void tst_Publish::indexIsExchangedInOneStep()
+void tst_PublisherOutput::indexIsExchangedInOneStep()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -401,7 +401,7 @@ void tst_Publish::indexIsExchangedInOneStep()
     QVERIFY(publisher->index() != index);
 }
 
-void tst_Publish::leftoverOfAKilledRunGoes()
+void tst_PublisherOutput::leftoverOfAKilledRunGoes()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -412,7 +412,7 @@ void tst_Publish::leftoverOfAKilledRunGoes()
     QCOMPARE(publisher->servedState(), state);
 }
 
-void tst_Publish::clientNeverMissesAFile()
+void tst_PublisherOutput::clientNeverMissesAFile()
 {
     const QStringList names = {QStringLiteral("Blink"), QStringLiteral("Servo")};
     std::unique_ptr<Client> client;
@@ -434,7 +434,7 @@ void tst_Publish::clientNeverMissesAFile()
 }
 
 // The first run waits in the middle, where it reads its image.
-void tst_Publish::secondRunIsTurnedAway()
+void tst_PublisherOutput::secondRunIsTurnedAway()
 {
     const QString blink = publisher->addSketch(QStringLiteral("Blink__3"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -471,14 +471,14 @@ void tst_Publish::secondRunIsTurnedAway()
     QCOMPARE(publisher->publish().exitStatus, done);
 }
 
-void tst_Publish::unusableServedFileIsRefused_data()
+void tst_PublisherOutput::unusableServedFileIsRefused_data()
 {
     QTest::addColumn<QString>("fileName");
     QTest::newRow("sketch that is a folder") << QString(QStringLiteral("Servo__1") + tail);
     QTest::newRow("index that is a folder") << indexName;
 }
 
-void tst_Publish::unusableServedFileIsRefused()
+void tst_PublisherOutput::unusableServedFileIsRefused()
 {
     QFETCH(const QString, fileName);
     publisher->addSketch(QStringLiteral("Blink__3"));
@@ -492,7 +492,7 @@ void tst_Publish::unusableServedFileIsRefused()
     QCOMPARE(publisher->servedState(), state);
 }
 
-void tst_Publish::folderThatCannotBeWritten()
+void tst_PublisherOutput::folderThatCannotBeWritten()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     QVERIFY(QDir().mkdir(publisher->served()));
@@ -505,7 +505,7 @@ void tst_Publish::folderThatCannotBeWritten()
     QCOMPARE(publisher->servedState(), QStringList());
 }
 
-void tst_Publish::missingImageReader()
+void tst_PublisherOutput::missingImageReader()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     const Publisher::Result result =
@@ -515,7 +515,7 @@ void tst_Publish::missingImageReader()
     QVERIFY(!QFileInfo::exists(publisher->served()));
 }
 
-void tst_Publish::usage_data()
+void tst_PublisherOutput::usage_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("explanation");
@@ -547,7 +547,7 @@ void tst_Publish::usage_data()
         << QStringLiteral("must be different folders");
 }
 
-void tst_Publish::usage()
+void tst_PublisherOutput::usage()
 {
     QFETCH(QStringList, arguments);
     QFETCH(const QString, explanation);
@@ -565,7 +565,7 @@ void tst_Publish::usage()
     QCOMPARE(QDir(publisher->sketches()).entryList(QDir::Files).size(), 1);
 }
 
-void tst_Publish::help()
+void tst_PublisherOutput::help()
 {
     const Publisher::Result result = Publisher::run({QStringLiteral("--help")});
     QCOMPARE(result.exitStatus, done);
@@ -574,6 +574,6 @@ void tst_Publish::help()
         QVERIFY2(text.contains(QStringLiteral("\n  %1  ").arg(status)), qPrintable(text));
 }
 
-QTEST_GUILESS_MAIN(tst_Publish)
+QTEST_GUILESS_MAIN(tst_PublisherOutput)
 
-#include "tst_publish.moc"
+#include "tst_publisheroutput.moc"

@@ -1,12 +1,12 @@
 // A device at its worst: pulled in every state of the program, dripping, flooding, restarting, or
 // with another sketch. Each time the window comes back, and is quiet while a box about it is open.
-#include "applicationdirectory.h"
-#include "bench.h"
-#include "footprint.h"
-#include "messageboxdriver.h"
-#include "patience.h"
-#include "pollwatch.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/bench.h"
+#include "support/footprint.h"
+#include "support/messageboxdriver.h"
+#include "support/patience.h"
+#include "support/pollwatch.h"
+#include "support/windowdriver.h"
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
@@ -223,7 +223,7 @@ struct Clicks
 
 Q_DECLARE_METATYPE(Scene)
 
-class tst_WorstDevice : public QObject
+class campaign_Device : public QObject
 {
     Q_OBJECT
 
@@ -250,23 +250,23 @@ private slots:
     void itMayHoldAnotherSketch();
 };
 
-void tst_WorstDevice::init()
+void campaign_Device::init()
 {
     ApplicationDirectory::clear();
     ApplicationDirectory::installUploader("#!/bin/sh\n");
 }
 
-void tst_WorstDevice::cleanup()
+void campaign_Device::cleanup()
 {
     ApplicationDirectory::clear();
 }
 
-void tst_WorstDevice::cleanupTestCase()
+void campaign_Device::cleanupTestCase()
 {
     letFadesEnd();
 }
 
-void tst_WorstDevice::itMayGoAtAnyTime_data()
+void campaign_Device::itMayGoAtAnyTime_data()
 {
     QTest::addColumn<Scene>("scene");
 
@@ -297,7 +297,7 @@ void tst_WorstDevice::itMayGoAtAnyTime_data()
         << Scene {openMonitor, 0, sendText, {cannotCommunicate, cannotWrite}};
 }
 
-void tst_WorstDevice::itMayGoAtAnyTime()
+void campaign_Device::itMayGoAtAnyTime()
 {
     QFETCH(const Scene, scene);
     Bench bench;
@@ -319,7 +319,7 @@ void tst_WorstDevice::itMayGoAtAnyTime()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayGoWhileABoxIsOpen_data()
+void campaign_Device::itMayGoWhileABoxIsOpen_data()
 {
     QTest::addColumn<Scene>("scene");
 
@@ -333,7 +333,7 @@ void tst_WorstDevice::itMayGoWhileABoxIsOpen_data()
         << Scene {selectDevice, 1, chooseMonitor, {cannotCommunicate}};
 }
 
-void tst_WorstDevice::itMayGoWhileABoxIsOpen()
+void campaign_Device::itMayGoWhileABoxIsOpen()
 {
     QFETCH(const Scene, scene);
     Bench bench;
@@ -357,7 +357,7 @@ void tst_WorstDevice::itMayGoWhileABoxIsOpen()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayGoBehindABox_data()
+void campaign_Device::itMayGoBehindABox_data()
 {
     QTest::addColumn<Scene>("scene");
 
@@ -370,7 +370,7 @@ void tst_WorstDevice::itMayGoBehindABox_data()
         << Scene {openMonitor, 1, askAndSend, {cannotCommunicate, cannotWrite, unknownProgram}};
 }
 
-void tst_WorstDevice::itMayGoBehindABox()
+void campaign_Device::itMayGoBehindABox()
 {
     QFETCH(const Scene, scene);
     Bench bench;
@@ -407,7 +407,7 @@ void tst_WorstDevice::itMayGoBehindABox()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayGoWhileTheUploaderRuns()
+void campaign_Device::itMayGoWhileTheUploaderRuns()
 {
     ApplicationDirectory::installUploader("#!/bin/sh\necho ran > \"$0.ran\"\nsleep 1\n");
     Bench bench;
@@ -428,7 +428,7 @@ void tst_WorstDevice::itMayGoWhileTheUploaderRuns()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayComeAndGo()
+void campaign_Device::itMayComeAndGo()
 {
     Bench bench;
     for (int time = 0; time < timesPulled; ++time) {
@@ -443,7 +443,7 @@ void tst_WorstDevice::itMayComeAndGo()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayAnswerByteByByte_data()
+void campaign_Device::itMayAnswerByteByByte_data()
 {
     QTest::addColumn<int>("pause");
 
@@ -451,7 +451,7 @@ void tst_WorstDevice::itMayAnswerByteByByte_data()
     QTest::newRow("300 ms between them") << 300;
 }
 
-void tst_WorstDevice::itMayAnswerByteByByte()
+void campaign_Device::itMayAnswerByteByByte()
 {
     QFETCH(const int, pause);
     Bench bench;
@@ -467,7 +467,7 @@ void tst_WorstDevice::itMayAnswerByteByByte()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayFloodTheQuery_data()
+void campaign_Device::itMayFloodTheQuery_data()
 {
     QTest::addColumn<QByteArray>("text");
 
@@ -478,7 +478,7 @@ void tst_WorstDevice::itMayFloodTheQuery_data()
     QTest::newRow("noise") << QByteArray("\xff\xfe\x80\xc3");
 }
 
-void tst_WorstDevice::itMayFloodTheQuery()
+void campaign_Device::itMayFloodTheQuery()
 {
     QFETCH(const QByteArray, text);
     Bench bench;
@@ -494,7 +494,7 @@ void tst_WorstDevice::itMayFloodTheQuery()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayFloodTheMonitor_data()
+void campaign_Device::itMayFloodTheMonitor_data()
 {
     QTest::addColumn<QByteArray>("text");
 
@@ -504,7 +504,7 @@ void tst_WorstDevice::itMayFloodTheMonitor_data()
     QTest::newRow("noise") << QByteArray("\xff\xfe\x80\xc3");
 }
 
-void tst_WorstDevice::itMayFloodTheMonitor()
+void campaign_Device::itMayFloodTheMonitor()
 {
     QFETCH(const QByteArray, text);
     Bench bench;
@@ -535,7 +535,7 @@ void tst_WorstDevice::itMayFloodTheMonitor()
     QVERIFY(bench.serves());
 }
 
-void tst_WorstDevice::itMayHoldAnotherSketch()
+void campaign_Device::itMayHoldAnotherSketch()
 {
     Bench bench;
     QVERIFY(bench.selectDevice());
@@ -549,6 +549,6 @@ void tst_WorstDevice::itMayHoldAnotherSketch()
     QVERIFY(bench.serves());
 }
 
-QTEST_MAIN(tst_WorstDevice)
+QTEST_MAIN(campaign_Device)
 
-#include "tst_worstdevice.moc"
+#include "campaign_device.moc"

@@ -57,7 +57,7 @@ QStringList boundByPermissions()
 
 } // namespace
 
-class tst_PublishChecks : public QObject
+class tst_PublisherInput : public QObject
 {
     Q_OBJECT
 
@@ -95,24 +95,24 @@ private:
     std::unique_ptr<Publisher> publisher;
 };
 
-void tst_PublishChecks::init()
+void tst_PublisherInput::init()
 {
     publisher = std::make_unique<Publisher>();
 }
 
-void tst_PublishChecks::cleanup()
+void tst_PublisherInput::cleanup()
 {
     publisher.reset();
 }
 
-void tst_PublishChecks::takenNameIsThatOfTheProgram_data()
+void tst_PublisherInput::takenNameIsThatOfTheProgram_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QJsonObject>("expected");
     addNames(true);
 }
 
-void tst_PublishChecks::takenNameIsThatOfTheProgram()
+void tst_PublisherInput::takenNameIsThatOfTheProgram()
 {
     QFETCH(const QString, file);
     QFETCH(const QJsonObject, expected);
@@ -123,13 +123,13 @@ void tst_PublishChecks::takenNameIsThatOfTheProgram()
     QVERIFY(QDir::match(filter, file));
 }
 
-void tst_PublishChecks::takenNameArrivesWhole_data()
+void tst_PublisherInput::takenNameArrivesWhole_data()
 {
     takenNameIsThatOfTheProgram_data();
 }
 
 // As an address, and as a file that takes another name while it is written.
-void tst_PublishChecks::takenNameArrivesWhole()
+void tst_PublisherInput::takenNameArrivesWhole()
 {
     QFETCH(const QString, file);
 
@@ -142,12 +142,12 @@ void tst_PublishChecks::takenNameArrivesWhole()
     QVERIFY(stored.commit());
 }
 
-void tst_PublishChecks::takenNameIsPublished_data()
+void tst_PublisherInput::takenNameIsPublished_data()
 {
     takenNameIsThatOfTheProgram_data();
 }
 
-void tst_PublishChecks::takenNameIsPublished()
+void tst_PublisherInput::takenNameIsPublished()
 {
     QFETCH(const QString, file);
     publisher->addFile(file, hexImage("sketch"));
@@ -159,14 +159,14 @@ void tst_PublishChecks::takenNameIsPublished()
     QCOMPARE(ApplicationDirectory::contentOf(publisher->servedFile(file)), hexImage("sketch"));
 }
 
-void tst_PublishChecks::nameIsRefused_data()
+void tst_PublisherInput::nameIsRefused_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QJsonObject>("expected");
     addNames(false);
 }
 
-void tst_PublishChecks::nameIsRefused()
+void tst_PublisherInput::nameIsRefused()
 {
     QFETCH(const QString, file);
     QFETCH(const QJsonObject, expected);
@@ -183,7 +183,7 @@ void tst_PublishChecks::nameIsRefused()
     QCOMPARE(result.problems.count(QLatin1Char('\n')), 1 + reasons.size());
 }
 
-void tst_PublishChecks::nameOfBrokenUnicodeIsRefused()
+void tst_PublisherInput::nameOfBrokenUnicodeIsRefused()
 {
     const QByteArray path = QFile::encodeName(publisher->sketches()) + "/Blink\xff__3"
         + QFile::encodeName(ApplicationDirectory::sketchFileName(QString()));
@@ -196,7 +196,7 @@ void tst_PublishChecks::nameOfBrokenUnicodeIsRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::hiddenFilesArePassedOver()
+void tst_PublisherInput::hiddenFilesArePassedOver()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
     publisher->addFile(QStringLiteral(".DS_Store"), "window");
@@ -205,7 +205,7 @@ void tst_PublishChecks::hiddenFilesArePassedOver()
     QCOMPARE(publisher->index(), QByteArray("Blink__3.ino.with_bootloader.standard.hex"));
 }
 
-void tst_PublishChecks::imageIsTaken_data()
+void tst_PublisherInput::imageIsTaken_data()
 {
     QTest::addColumn<QByteArray>("image");
 
@@ -220,7 +220,7 @@ void tst_PublishChecks::imageIsTaken_data()
     QTest::newRow("whole chip") << hexImage(bytes(0x8000));
 }
 
-void tst_PublishChecks::imageIsTaken()
+void tst_PublisherInput::imageIsTaken()
 {
     QFETCH(const QByteArray, image);
     const QString fileName = publisher->addSketch(QStringLiteral("Blink__3"), image);
@@ -231,7 +231,7 @@ void tst_PublishChecks::imageIsTaken()
     QCOMPARE(ApplicationDirectory::contentOf(publisher->servedFile(fileName)), image);
 }
 
-void tst_PublishChecks::imageIsRefused_data()
+void tst_PublisherInput::imageIsRefused_data()
 {
     QTest::addColumn<QByteArray>("image");
     QTest::addColumn<QString>("problem");
@@ -280,7 +280,7 @@ void tst_PublishChecks::imageIsRefused_data()
     QTest::newRow("garbage behind the end") << QByteArray(hexImage(bytes(4)) + "more\n") << goesOn;
 }
 
-void tst_PublishChecks::imageIsRefused()
+void tst_PublisherInput::imageIsRefused()
 {
     QFETCH(const QByteArray, image);
     QFETCH(const QString, problem);
@@ -293,14 +293,14 @@ void tst_PublishChecks::imageIsRefused()
     QVERIFY(!QFileInfo::exists(publisher->served()));
 }
 
-void tst_PublishChecks::anythingButFilesIsRefused_data()
+void tst_PublisherInput::anythingButFilesIsRefused_data()
 {
     QTest::addColumn<QString>("kind");
     for (const char *kind : {"folder", "pipe", "link to nothing"})
         QTest::newRow(kind) << QString::fromLatin1(kind);
 }
 
-void tst_PublishChecks::anythingButFilesIsRefused()
+void tst_PublisherInput::anythingButFilesIsRefused()
 {
     QFETCH(const QString, kind);
     const QString path = publisher->sketches() + QLatin1Char('/')
@@ -318,7 +318,7 @@ void tst_PublishChecks::anythingButFilesIsRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::unreadableSketchIsRefused()
+void tst_PublisherInput::unreadableSketchIsRefused()
 {
     const QString fileName = publisher->addSketch(QStringLiteral("Blink__3"));
     QVERIFY(QFile::setPermissions(publisher->sketches() + QLatin1Char('/') + fileName, {}));
@@ -329,7 +329,7 @@ void tst_PublishChecks::unreadableSketchIsRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::emptyFolderIsRefused()
+void tst_PublisherInput::emptyFolderIsRefused()
 {
     const Publisher::Result result = publisher->publish();
     QCOMPARE(result.exitStatus, refused);
@@ -337,7 +337,7 @@ void tst_PublishChecks::emptyFolderIsRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::secondVersionIsRefused()
+void tst_PublisherInput::secondVersionIsRefused()
 {
     publisher->addSketch(QStringLiteral("Blink__2"));
     publisher->addSketch(QStringLiteral("Blink__10"));
@@ -349,7 +349,7 @@ void tst_PublishChecks::secondVersionIsRefused()
     QVERIFY(!QFileInfo::exists(publisher->served()));
 }
 
-void tst_PublishChecks::latestVersionIsPublishedOnRequest()
+void tst_PublisherInput::latestVersionIsPublishedOnRequest()
 {
     const QString second = publisher->addSketch(QStringLiteral("Blink__2"));
     const QString tenth = publisher->addSketch(QStringLiteral("Blink__10"));
@@ -364,7 +364,7 @@ void tst_PublishChecks::latestVersionIsPublishedOnRequest()
     QVERIFY(!QFileInfo::exists(publisher->servedFile(second)));
 }
 
-void tst_PublishChecks::sameVersionTwiceIsRefused()
+void tst_PublisherInput::sameVersionTwiceIsRefused()
 {
     publisher->addSketch(QStringLiteral("Blink__2"));
     publisher->addSketch(QStringLiteral("Blink__02"));
@@ -375,7 +375,7 @@ void tst_PublishChecks::sameVersionTwiceIsRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::namesThatDifferOnlyInCaseAreRefused()
+void tst_PublisherInput::namesThatDifferOnlyInCaseAreRefused()
 {
     publisher->addSketch(QStringLiteral("Blink__2"));
     publisher->addSketch(QStringLiteral("blink__2"));
@@ -386,7 +386,7 @@ void tst_PublishChecks::namesThatDifferOnlyInCaseAreRefused()
              qPrintable(result.problems));
 }
 
-void tst_PublishChecks::allProblemsAreListedAtOnce()
+void tst_PublisherInput::allProblemsAreListedAtOnce()
 {
     const QString changed = publisher->addSketch(QStringLiteral("Changed__1"));
     QCOMPARE(publisher->publish().exitStatus, done);
@@ -419,6 +419,6 @@ void tst_PublishChecks::allProblemsAreListedAtOnce()
     QCOMPARE(publisher->servedState(), state);
 }
 
-QTEST_GUILESS_MAIN(tst_PublishChecks)
+QTEST_GUILESS_MAIN(tst_PublisherInput)
 
-#include "tst_publishchecks.moc"
+#include "tst_publisherinput.moc"

@@ -1,13 +1,13 @@
 // A long life of the program: refreshes, updates, talks and lost devices, one round after the
 // other. What it holds of the machine at the end is set against what it held after the first
 // rounds.
-#include "applicationdirectory.h"
-#include "bench.h"
-#include "footprint.h"
-#include "messageboxdriver.h"
-#include "patience.h"
-#include "repositoryserver.h"
-#include "windowdriver.h"
+#include "support/applicationdirectory.h"
+#include "support/bench.h"
+#include "support/footprint.h"
+#include "support/messageboxdriver.h"
+#include "support/patience.h"
+#include "support/repositoryserver.h"
+#include "support/windowdriver.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -137,7 +137,7 @@ void printRow(const char *name, qint64 first, qint64 last, qint64 bound)
 
 } // namespace
 
-class tst_LongLife : public QObject
+class campaign_Life : public QObject
 {
     Q_OBJECT
 
@@ -160,7 +160,7 @@ private:
     std::unique_ptr<Bench> bench;
 };
 
-void tst_LongLife::initTestCase()
+void campaign_Life::initTestCase()
 {
     ApplicationDirectory::clear();
     ApplicationDirectory::installUploader("#!/bin/sh\nhead -c 100000 /dev/zero\n");
@@ -173,7 +173,7 @@ void tst_LongLife::initTestCase()
     QTRY_VERIFY_WITH_TIMEOUT(ApplicationDirectory::repositoryFiles().contains(file), patience);
 }
 
-void tst_LongLife::cleanupTestCase()
+void campaign_Life::cleanupTestCase()
 {
     bench.reset();
     letFadesEnd();
@@ -181,7 +181,7 @@ void tst_LongLife::cleanupTestCase()
 }
 
 // Blink stays, the other sketch comes in a new version each time.
-void tst_LongLife::publish(int version)
+void campaign_Life::publish(int version)
 {
     const QString stays = ApplicationDirectory::sketchFileName(QStringLiteral("Blink__3"));
     const QString changes =
@@ -190,7 +190,7 @@ void tst_LongLife::publish(int version)
                  {Answer::ok((stays + QLatin1Char('\n') + changes).toUtf8())});
 }
 
-void tst_LongLife::refresh(int version)
+void campaign_Life::refresh(int version)
 {
     publish(version);
     QVERIFY(click(*bench->window, "pushButton_programlist_refresh"));
@@ -201,7 +201,7 @@ void tst_LongLife::refresh(int version)
                               2, patience);
 }
 
-void tst_LongLife::update()
+void campaign_Life::update()
 {
     const MessageBoxDriver boxes;
     QVERIFY(bench->selectProgram());
@@ -210,7 +210,7 @@ void tst_LongLife::update()
     QCOMPARE(boxes.texts().last(), QStringLiteral("Upload successfull."));
 }
 
-void tst_LongLife::talk()
+void campaign_Life::talk()
 {
     QVERIFY(bench->openMonitor());
     bench->send(QStringLiteral("hello"));
@@ -221,7 +221,7 @@ void tst_LongLife::talk()
     QVERIFY(click(*serialMonitor(*bench->window), "pushButton_2"));
 }
 
-void tst_LongLife::loseAndFindTheDevice()
+void campaign_Life::loseAndFindTheDevice()
 {
     const MessageBoxDriver boxes;
     bench->pull();
@@ -232,7 +232,7 @@ void tst_LongLife::loseAndFindTheDevice()
     QCOMPARE(bench->listedDevices(), 1);
 }
 
-void tst_LongLife::live(int round)
+void campaign_Life::live(int round)
 {
     refresh(round);
     update();
@@ -240,7 +240,7 @@ void tst_LongLife::live(int round)
     loseAndFindTheDevice();
 }
 
-void tst_LongLife::holdsWhatItHeldAtTheStart()
+void campaign_Life::holdsWhatItHeldAtTheStart()
 {
     QVERIFY2(bench->window->areYouOnline(),
              "this machine has no network interface but the loopback");
@@ -294,7 +294,7 @@ void tst_LongLife::holdsWhatItHeldAtTheStart()
     QVERIFY(last.heap - first.heap <= heapBound);
 }
 
-void tst_LongLife::aRefreshLeavesLittleBehind()
+void campaign_Life::aRefreshLeavesLittleBehind()
 {
     const QString index = repository + QStringLiteral("file_list.txt");
     const auto refreshOnce = [this, &index] {
@@ -316,6 +316,6 @@ void tst_LongLife::aRefreshLeavesLittleBehind()
     QVERIFY(!Footprint::memoryIsOwn() || each < bytesPerRefresh);
 }
 
-QTEST_MAIN(tst_LongLife)
+QTEST_MAIN(campaign_Life)
 
-#include "tst_longlife.moc"
+#include "campaign_life.moc"

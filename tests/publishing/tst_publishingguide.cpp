@@ -266,7 +266,7 @@ QString row(const QStringList &fields)
 
 } // namespace
 
-class tst_Publishing : public QObject
+class tst_PublishingGuide : public QObject
 {
     Q_OBJECT
 
@@ -294,20 +294,20 @@ private:
     QStringList published;
 };
 
-void tst_Publishing::init()
+void tst_PublishingGuide::init()
 {
     publisher = std::make_unique<Publisher>();
     server = std::make_unique<WebServer>(publisher->place());
     published.clear();
 }
 
-void tst_Publishing::cleanup()
+void tst_PublishingGuide::cleanup()
 {
     server.reset();
     publisher.reset();
 }
 
-void tst_Publishing::publish(const QStringList &baseNames)
+void tst_PublishingGuide::publish(const QStringList &baseNames)
 {
     for (const QString &fileName : qAsConst(published))
         publisher->removeFile(fileName);
@@ -319,7 +319,7 @@ void tst_Publishing::publish(const QStringList &baseNames)
     QVERIFY2(result.exitStatus == 0, qPrintable(result.problems));
 }
 
-void tst_Publishing::indexMayBeCachedForAMinute()
+void tst_PublishingGuide::indexMayBeCachedForAMinute()
 {
     publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1")});
     QVERIFY(server->start());
@@ -331,7 +331,7 @@ void tst_Publishing::indexMayBeCachedForAMinute()
     QCOMPARE(bodyOf(answer), publisher->index());
 }
 
-void tst_Publishing::sketchMayBeCachedForGood()
+void tst_PublishingGuide::sketchMayBeCachedForGood()
 {
     publish({QStringLiteral("Blink__3")});
     QVERIFY(server->start());
@@ -347,7 +347,7 @@ void tst_Publishing::sketchMayBeCachedForGood()
     QVERIFY2(std::abs(headerOf(answer).size() - headerSize) < 50, headerOf(answer).constData());
 }
 
-void tst_Publishing::nothingElseIsServed_data()
+void tst_PublishingGuide::nothingElseIsServed_data()
 {
     QTest::addColumn<QByteArray>("path");
     QTest::newRow("missing sketch")
@@ -360,7 +360,7 @@ void tst_Publishing::nothingElseIsServed_data()
         << QByteArray("/compiled%20sketches/Blink__3.ino.with_bootloader.standard.hex");
 }
 
-void tst_Publishing::nothingElseIsServed()
+void tst_PublishingGuide::nothingElseIsServed()
 {
     QFETCH(const QByteArray, path);
     publish({QStringLiteral("Blink__3")});
@@ -373,7 +373,7 @@ void tst_Publishing::nothingElseIsServed()
     QVERIFY2(answer.startsWith("HTTP/1.1 404 "), answer.constData());
 }
 
-void tst_Publishing::programMirrorsWhatIsPublished()
+void tst_PublishingGuide::programMirrorsWhatIsPublished()
 {
     QStringList baseNames = {QStringLiteral("Blinkén_灯+&[1]=x__4"), QStringLiteral("servo__12")};
     for (int count = 0; count < 50; ++count)
@@ -391,7 +391,7 @@ void tst_Publishing::programMirrorsWhatIsPublished()
     }
 }
 
-void tst_Publishing::newVersionReachesTheProgram()
+void tst_PublishingGuide::newVersionReachesTheProgram()
 {
     publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1")});
     QVERIFY(server->start());
@@ -405,7 +405,7 @@ void tst_Publishing::newVersionReachesTheProgram()
     QTRY_COMPARE_WITH_TIMEOUT(program.sketches(), published, patience);
 }
 
-void tst_Publishing::eachRequestHasItsOwnConnection()
+void tst_PublishingGuide::eachRequestHasItsOwnConnection()
 {
     publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1"), QStringLiteral("Tower__1")});
     QVERIFY(server->start());
@@ -436,14 +436,14 @@ void tst_Publishing::eachRequestHasItsOwnConnection()
     QCOMPARE(requests.value(QStringLiteral("file_list.txt")), 2);
 }
 
-void tst_Publishing::reckoningWithoutCache_data()
+void tst_PublishingGuide::reckoningWithoutCache_data()
 {
     QTest::addColumn<double>("clients");
     for (const double clients : {1e1, 1e3, 1e5, 1e6})
         QTest::newRow(qPrintable(number(clients))) << clients;
 }
 
-void tst_Publishing::reckoningWithoutCache()
+void tst_PublishingGuide::reckoningWithoutCache()
 {
     QFETCH(const double, clients);
     const double indexRequests = clients * starts;
@@ -456,12 +456,12 @@ void tst_Publishing::reckoningWithoutCache()
     QVERIFY2(guide().contains(expected), qPrintable(expected));
 }
 
-void tst_Publishing::reckoningBehindACache_data()
+void tst_PublishingGuide::reckoningBehindACache_data()
 {
     reckoningWithoutCache_data();
 }
 
-void tst_Publishing::reckoningBehindACache()
+void tst_PublishingGuide::reckoningBehindACache()
 {
     QFETCH(const double, clients);
     const double indexRequests = std::fmin(clients * starts, 1440 * cachePlaces);
@@ -473,6 +473,6 @@ void tst_Publishing::reckoningBehindACache()
     QVERIFY2(guide().contains(expected), qPrintable(expected));
 }
 
-QTEST_GUILESS_MAIN(tst_Publishing)
+QTEST_GUILESS_MAIN(tst_PublishingGuide)
 
-#include "tst_publishing.moc"
+#include "tst_publishingguide.moc"

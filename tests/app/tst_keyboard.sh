@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # The whole use of the program by keyboard alone, on a real display with a window manager, a
-# simulated device and a repository: tst_keyboard BUILD, the folder of the program.
+# simulated device and a repository: tst_keyboard.sh BUILD, the folder of the program.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 build=$(realpath "$1")
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/tst_keyboard.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# What Debian's own checkers say about the package: tst_packagefiles PACKAGES.
+# What Debian's own checkers say about the package: tst_packagefiles.sh PACKAGES.
 set -euo pipefail
 
 # shellcheck source=/dev/null
-. "$(dirname "${BASH_SOURCE[0]}")/support/expectations.bash"
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 package=$(echo "$1"/old/*.deb)
 scratch=$(mktemp -d)

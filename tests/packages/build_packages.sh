@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Builds what the tests of the packages look at: build_packages FOLDER. FOLDER/old holds the
+# Builds what the tests of the packages look at: build_packages.sh FOLDER. FOLDER/old holds the
 # packages of this version, FOLDER/new a Debian package of a later one, whose program differs.
 set -euo pipefail
 
 folder=$1
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
 # package KIND VERSION REPOSITORY TYPE...
 package()

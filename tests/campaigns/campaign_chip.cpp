@@ -1,11 +1,11 @@
 // A real chip at its worst: it restarts without end or goes in the middle of what it does, and the
 // window comes back each time. Runs on a simulated device.
-#include "applicationdirectory.h"
-#include "chip.h"
+#include "support/applicationdirectory.h"
+#include "support/chip.h"
 #include "mainwindow/mainwindow.h"
-#include "messageboxdriver.h"
-#include "patience.h"
-#include "windowdriver.h"
+#include "support/messageboxdriver.h"
+#include "support/patience.h"
+#include "support/windowdriver.h"
 
 #include <QElapsedTimer>
 #include <QLabel>
@@ -28,7 +28,7 @@ constexpr int fewTimes = 5;
 const QString success = QStringLiteral("Upload successfull.");
 const QString confirmation = QStringLiteral("DO NOT REMOVE OR TURN OFF THE DEVICE.");
 const QString failure = QStringLiteral("Unable to upload to device.");
-const QString control = QStringLiteral("'" SIMULATED_DEVICE_CONTROL "' ");
+const QString control = QStringLiteral("'" SIMULATED_DEVICE_CLIENT "' ");
 
 // Does something to the device while the window is blocked, until it goes out of scope.
 class Hand
@@ -61,7 +61,7 @@ QString restartWithoutEnd()
 
 } // namespace
 
-class tst_WorstChip : public QObject
+class campaign_Chip : public QObject
 {
     Q_OBJECT
 
@@ -87,7 +87,7 @@ private:
     MainWindow *window = nullptr;
 };
 
-void tst_WorstChip::init()
+void campaign_Chip::init()
 {
     ApplicationDirectory::clear();
     Chip::installAvrdude();
@@ -97,24 +97,24 @@ void tst_WorstChip::init()
     window->show();
 }
 
-void tst_WorstChip::cleanup()
+void campaign_Chip::cleanup()
 {
     delete window;
     ApplicationDirectory::clear();
 }
 
-void tst_WorstChip::cleanupTestCase()
+void campaign_Chip::cleanupTestCase()
 {
     letFadesEnd();
 }
 
-bool tst_WorstChip::selectBoth() const
+bool campaign_Chip::selectBoth() const
 {
     return selectRow(*window, "listWidget_programlist", 1)
         && selectRow(*window, "listWidget_devicelist", 0);
 }
 
-bool tst_WorstChip::serves() const
+bool campaign_Chip::serves() const
 {
     const MessageBoxDriver boxes;
     if (!click(*window, "pushButton_devicelist_refresh") || !openSerialMonitor(*window)
@@ -132,14 +132,14 @@ bool tst_WorstChip::serves() const
     return answered && boxes.boxes().isEmpty();
 }
 
-bool tst_WorstChip::updates() const
+bool campaign_Chip::updates() const
 {
     const MessageBoxDriver boxes;
     return selectBoth() && click(*window, "pushButton_update") && boxes.texts().last() == success
         && Chip::holds(QStringLiteral("Metronome__2"));
 }
 
-void tst_WorstChip::mayRestartDuringTheQuery()
+void campaign_Chip::mayRestartDuringTheQuery()
 {
     QElapsedTimer timer;
     {
@@ -154,7 +154,7 @@ void tst_WorstChip::mayRestartDuringTheQuery()
     QVERIFY(serves());
 }
 
-void tst_WorstChip::mayRestartBehindTheMonitor()
+void campaign_Chip::mayRestartBehindTheMonitor()
 {
     const MessageBoxDriver boxes;
     QVERIFY(openSerialMonitor(*window));
@@ -168,7 +168,7 @@ void tst_WorstChip::mayRestartBehindTheMonitor()
     QVERIFY(serves());
 }
 
-void tst_WorstChip::mayRestartDuringTheUpload()
+void campaign_Chip::mayRestartDuringTheUpload()
 {
     QVERIFY(selectBoth());
     {
@@ -188,7 +188,7 @@ void tst_WorstChip::mayRestartDuringTheUpload()
     QVERIFY(serves());
 }
 
-void tst_WorstChip::mayGoDuringTheQuery()
+void campaign_Chip::mayGoDuringTheQuery()
 {
     Hand hand(Chip::unplugAfter(1)); // with the first request
     QElapsedTimer timer;
@@ -204,7 +204,7 @@ void tst_WorstChip::mayGoDuringTheQuery()
     QVERIFY(serves());
 }
 
-void tst_WorstChip::mayComeAndGo()
+void campaign_Chip::mayComeAndGo()
 {
     for (int time = 0; time < fewTimes; ++time) {
         const MessageBoxDriver boxes;
@@ -219,6 +219,6 @@ void tst_WorstChip::mayComeAndGo()
     QVERIFY(serves());
 }
 
-QTEST_MAIN(tst_WorstChip)
+QTEST_MAIN(campaign_Chip)
 
-#include "tst_worstchip.moc"
+#include "campaign_chip.moc"
