@@ -256,6 +256,8 @@ private:
     QString missingLook(const QString &style, const QFont &font) const;
     // True when the window has come to the screen.
     bool open(const QString &style, const QFont &font);
+    // As above; the test that calls it is skipped, or has failed, when this is false.
+    bool openOrSkip(const QString &style, const QFont &font);
 
     QFont usualFont;
     std::unique_ptr<MainWindow> window;
@@ -299,6 +301,16 @@ bool tst_Display::open(const QString &style, const QFont &font)
     window = std::make_unique<MainWindow>();
     window->show();
     return QTest::qWaitForWindowExposed(window.get());
+}
+
+bool tst_Display::openOrSkip(const QString &style, const QFont &font)
+{
+    const QString missing = missingLook(style, font);
+    if (!missing.isEmpty()) {
+        QTest::qSkip(qPrintable(missing), __FILE__, __LINE__);
+        return false;
+    }
+    return QTest::qVerify(open(style, font), "open(style, font)", "", __FILE__, __LINE__);
 }
 
 void tst_Display::windowsAreScaledAsAWhole()
@@ -365,10 +377,8 @@ void tst_Display::statusText()
     QFETCH(QString, style);
     QFETCH(QFont, font);
 
-    const QString missing = missingLook(style, font);
-    if (!missing.isEmpty())
-        QSKIP(qPrintable(missing));
-    QVERIFY(open(style, font));
+    if (!openOrSkip(style, font))
+        return;
     auto *status = child<QLabel>(*window, "label_status");
     QTRY_VERIFY_WITH_TIMEOUT(!status->text().isEmpty(), patience);
     for (const QString &text :
@@ -395,10 +405,8 @@ void tst_Display::menuEntries()
     QFETCH(QString, style);
     QFETCH(QFont, font);
 
-    const QString missing = missingLook(style, font);
-    if (!missing.isEmpty())
-        QSKIP(qPrintable(missing));
-    QVERIFY(open(style, font));
+    if (!openOrSkip(style, font))
+        return;
     QMainWindow padded;
     padded.setFixedSize(window->size());
     const auto *bar = child<QMenuBar>(*window, "menuBar");
@@ -433,10 +441,8 @@ void tst_Display::ruleBelowTheMenuBar()
     QFETCH(QString, style);
     QFETCH(QFont, font);
 
-    const QString missing = missingLook(style, font);
-    if (!missing.isEmpty())
-        QSKIP(qPrintable(missing));
-    QVERIFY(open(style, font));
+    if (!openOrSkip(style, font))
+        return;
     const auto *bar = child<QMenuBar>(*window, "menuBar");
     QVERIFY(!bar->isNativeMenuBar());
     const QList<QImage> rules = rulesOf(seenPart(*window, areaOf(*bar)), background(*window));
@@ -458,10 +464,8 @@ void tst_Display::openMenu()
 {
     QFETCH(QString, style);
 
-    const QString missing = missingLook(style, usualFont);
-    if (!missing.isEmpty())
-        QSKIP(qPrintable(missing));
-    QVERIFY(open(style, usualFont));
+    if (!openOrSkip(style, usualFont))
+        return;
     auto *bar = child<QMenuBar>(*window, "menuBar");
     const auto *menu = child<QMenu>(*window, "menuHelp");
     const QRect entry = bar->actionGeometry(menu->menuAction());

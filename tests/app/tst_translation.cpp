@@ -3,6 +3,7 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/desktop.h"
+#include "support/installedprogram.h"
 #include "support/isolation.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
@@ -504,23 +505,20 @@ void tst_Translation::programStartsInTheLanguageOfItsUser()
     Desktop desktop;
     QVERIFY(desktop.start());
 
-    const QString program = work.filePath(QStringLiteral("VTUpdater"));
-    QVERIFY(QFile::copy(QStringLiteral(VTUPDATER_PROGRAM), program));
-    QVERIFY(QFile::copy(ApplicationDirectory::path() + QStringLiteral("de_DE.qm"),
-                        work.filePath(QStringLiteral("de_DE.qm"))));
+    InstalledProgram installed(QStringLiteral(VTUPDATER_PROGRAM));
+    const QString translation = QStringLiteral("de_DE.qm");
+    QVERIFY(
+        QFile::copy(ApplicationDirectory::path() + translation, installed.filePath(translation)));
     QProcessEnvironment environment = desktop.environment(QProcessEnvironment::systemEnvironment());
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(program, QStringList());
+    installed.setEnvironment(environment);
+    QVERIFY(installed.start());
 
     const QString title = QStringLiteral("VTUpdater v1.0 beta 6");
     const QPoint updateButton(320, 262); // below the menu bar, in the middle of the button
     QTRY_COMPARE_WITH_TIMEOUT(desktop.count(title), 1, patience);
     desktop.click(title, updateButton);
     QTRY_COMPARE_WITH_TIMEOUT(desktop.count(mark + QStringLiteral("Vantrel Updater")), 1, patience);
-    process.kill();
-    QVERIFY(process.waitForFinished(patience));
 }
 
 QTEST_MAIN(tst_Translation)

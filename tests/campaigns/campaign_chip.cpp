@@ -1,8 +1,8 @@
 // A real chip at its worst: it restarts without end or goes in the middle of what it does, and the
 // window comes back each time. Runs on a simulated device.
+#include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/chip.h"
-#include "mainwindow/mainwindow.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/windowdriver.h"
@@ -89,10 +89,7 @@ private:
 
 void campaign_Chip::init()
 {
-    ApplicationDirectory::clear();
-    Chip::installAvrdude();
-    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
-        ApplicationDirectory::addSketch(name, Chip::image(name));
+    Chip::fillApplicationDirectory();
     window = new MainWindow;
     window->show();
 }

@@ -1,12 +1,13 @@
 // A device at its worst: pulled in every state of the program, dripping, flooding, restarting, or
 // with another sketch. Each time the window comes back, and is quiet while a box about it is open.
 #include "support/applicationdirectory.h"
-#include "support/bench.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/pollwatch.h"
+#include "support/responsiveness.h"
 #include "support/windowdriver.h"
+#include "support/workplace.h"
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
@@ -55,81 +56,81 @@ const QString unknownSketch = QStringLiteral("Unknown sketch");
 // What the user did before, and does when the device has just gone.
 struct Scene
 {
-    std::function<bool(Bench &)> before;
+    std::function<bool(Workplace &)> before;
     int atRequest = 0; // it goes when this request comes, counted anew; 0 before the user acts
-    std::function<bool(Bench &)> act;
+    std::function<bool(Workplace &)> act;
     QStringList boxes;
     int atBox = 1; // the first of them behind which it goes, where it goes behind one
 };
 
-bool nothing(Bench &)
+bool nothing(Workplace &)
 {
     return true;
 }
 
-bool selectDevice(Bench &bench)
+bool selectDevice(Workplace &workplace)
 {
-    return bench.selectDevice();
+    return workplace.selectDevice();
 }
 
-bool selectBoth(Bench &bench)
+bool selectBoth(Workplace &workplace)
 {
-    return bench.selectProgram() && bench.selectDevice();
+    return workplace.selectProgram() && workplace.selectDevice();
 }
 
-bool openMonitor(Bench &bench)
+bool openMonitor(Workplace &workplace)
 {
-    return bench.openMonitor();
+    return workplace.openMonitor();
 }
 
-bool openMonitorWithProgram(Bench &bench)
+bool openMonitorWithProgram(Workplace &workplace)
 {
-    return bench.selectProgram() && bench.openMonitor();
+    return workplace.selectProgram() && workplace.openMonitor();
 }
 
-bool refreshDevices(Bench &bench)
+bool refreshDevices(Workplace &workplace)
 {
-    return bench.refreshDevices();
+    return workplace.refreshDevices();
 }
 
-bool askAgain(Bench &bench)
+bool askAgain(Workplace &workplace)
 {
-    return bench.askAgain();
+    return workplace.askAgain();
 }
 
-bool chooseMonitor(Bench &bench)
+bool chooseMonitor(Workplace &workplace)
 {
-    return bench.chooseMonitor();
+    return workplace.chooseMonitor();
 }
 
-bool pressUpdate(Bench &bench)
+bool pressUpdate(Workplace &workplace)
 {
-    return bench.pressUpdate();
+    return workplace.pressUpdate();
 }
 
-bool sendText(Bench &bench)
+bool sendText(Workplace &workplace)
 {
-    bench.send(QStringLiteral("lost"));
+    workplace.send(QStringLiteral("lost"));
     return true;
 }
 
-bool askAndSend(Bench &bench)
+bool askAndSend(Workplace &workplace)
 {
-    bench.send(QStringLiteral("lost"));
-    return bench.askAgain();
+    workplace.send(QStringLiteral("lost"));
+    return workplace.askAgain();
 }
 
 // The poll needs a tick to see it.
-bool waitForPoll(Bench &)
+bool waitForPoll(Workplace &)
 {
     return waitForTicks();
 }
 
-bool openMonitorAndReceive(Bench &bench)
+bool openMonitorAndReceive(Workplace &workplace)
 {
-    if (!bench.openMonitor())
+    if (!workplace.openMonitor())
         return false;
-    bench.device->send("last words");
+    workplace.device->send("last words");
     return true;
 }
 
@@ -185,37 +186,18 @@ bool isQuietFor(int milliseconds)
     return unrest.isQuiet();
 }
 
-// In ms, of the thread that calls.
-double processorTime()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
-}
-
-// What a user who clicks every 10 ms would have found while the event loop ran.
+// What a user who clicks again and again would have found while the event loop ran.
 struct Clicks
 {
+    Responsiveness found;
     double perSecond = 0;
-    double longestTurn = 0; // ms of the processor between two of them
-    qint64 longestWait = 0; // ms, whatever else the machine did
 
     explicit Clicks(int milliseconds)
     {
-        int served = 0;
-        double usedBefore = processorTime();
-        QElapsedTimer sinceLast = started();
-        QTimer clicks;
-        QObject::connect(&clicks, &QTimer::timeout, &clicks, [&] {
-            ++served;
-            const double used = processorTime();
-            longestTurn = qMax(longestTurn, used - usedBefore);
-            usedBefore = used;
-            longestWait = qMax(longestWait, sinceLast.restart());
-        });
-        clicks.start(10);
+        found.start();
         QTest::qWait(milliseconds);
-        perSecond = served * 1000.0 / milliseconds;
+        found.stop();
+        perSecond = found.turns() * 1000.0 / milliseconds;
     }
 };
 
@@ -300,23 +282,23 @@ void campaign_Device::itMayGoAtAnyTime_data()
 void campaign_Device::itMayGoAtAnyTime()
 {
     QFETCH(const Scene, scene);
-    Bench bench;
-    QVERIFY(scene.before(bench));
+    Workplace workplace;
+    QVERIFY(scene.before(workplace));
     if (scene.atRequest > 0) {
-        bench.device->setAnswers({"garbage\r\n"});
-        bench.device->unplugAtRequest(scene.atRequest);
+        workplace.device->setAnswers({"garbage\r\n"});
+        workplace.device->unplugAtRequest(scene.atRequest);
     } else {
-        bench.pull();
+        workplace.pull();
     }
     {
         const MessageBoxDriver boxes;
-        QVERIFY(scene.act(bench));
+        QVERIFY(scene.act(workplace));
         QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), scene.boxes, patience);
         QVERIFY(waitForTicks());
         QCOMPARE(boxes.texts(), scene.boxes);
     }
-    QVERIFY(!bench.isMonitorShown());
-    QVERIFY(bench.serves());
+    QVERIFY(!workplace.isMonitorShown());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayGoWhileABoxIsOpen_data()
@@ -336,25 +318,25 @@ void campaign_Device::itMayGoWhileABoxIsOpen_data()
 void campaign_Device::itMayGoWhileABoxIsOpen()
 {
     QFETCH(const Scene, scene);
-    Bench bench;
-    QVERIFY(scene.before(bench));
+    Workplace workplace;
+    QVERIFY(scene.before(workplace));
     if (scene.atRequest > 0)
-        bench.device->unplugAtRequest(bench.device->requests() + scene.atRequest);
+        workplace.device->unplugAtRequest(workplace.device->requests() + scene.atRequest);
     {
         MessageBoxDriver boxes;
         bool quietThroughout = true;
         boxes.whileOpen([&] {
             if (boxes.boxes().size() < scene.atBox)
                 return;
-            bench.pull();
+            workplace.pull();
             QTest::qWait(severalTicks); // until a tick the lost port makes itself felt
             quietThroughout = isQuietFor(boxTime) && quietThroughout;
         });
-        QVERIFY(scene.act(bench));
+        QVERIFY(scene.act(workplace));
         QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), scene.boxes, grace);
         QVERIFY(quietThroughout);
     }
-    QVERIFY(bench.serves());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayGoBehindABox_data()
@@ -373,15 +355,15 @@ void campaign_Device::itMayGoBehindABox_data()
 void campaign_Device::itMayGoBehindABox()
 {
     QFETCH(const Scene, scene);
-    Bench bench;
-    QVERIFY(scene.before(bench));
+    Workplace workplace;
+    QVERIFY(scene.before(workplace));
     if (scene.atRequest > 0)
-        bench.device->unplugAtRequest(bench.device->requests() + scene.atRequest);
+        workplace.device->unplugAtRequest(workplace.device->requests() + scene.atRequest);
     bool quietBehind = false;
     std::unique_ptr<Unrest> unrest;
     std::unique_ptr<MessageBoxDriver> boxes; // answers from above
-    const auto later = [&bench](int time, const std::function<void()> &action) {
-        auto *timer = new QTimer(bench.window.get());
+    const auto later = [&workplace](int time, const std::function<void()> &action) {
+        auto *timer = new QTimer(workplace.window.get());
         timer->setSingleShot(true);
         QObject::connect(timer, &QTimer::timeout, timer, action);
         timer->start(time);
@@ -395,52 +377,52 @@ void campaign_Device::itMayGoBehindABox()
         later(boxTime, answerBoxes);
     };
     later(severalTicks, [&] {
-        bench.pull();
+        workplace.pull();
         later(severalTicks, watch);
     });
 
-    QVERIFY(scene.act(bench));
+    QVERIFY(scene.act(workplace));
 
     QCOMPARE(boxes->texts(), scene.boxes);
     QVERIFY(quietBehind);
     boxes.reset();
-    QVERIFY(bench.serves());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayGoWhileTheUploaderRuns()
 {
     ApplicationDirectory::installUploader("#!/bin/sh\necho ran > \"$0.ran\"\nsleep 1\n");
-    Bench bench;
-    QVERIFY(selectBoth(bench));
+    Workplace workplace;
+    QVERIFY(selectBoth(workplace));
     // The window is blocked meanwhile.
-    std::thread hand([&bench] {
+    std::thread hand([&workplace] {
         const QString mark = ApplicationDirectory::uploaderPath() + QStringLiteral("avrdude.ran");
         for (QElapsedTimer timer = started(); !QFileInfo::exists(mark) && !timer.hasExpired(grace);)
             QThread::msleep(5);
-        bench.device->unplug();
+        workplace.device->unplug();
     });
     {
         const MessageBoxDriver boxes;
-        QVERIFY(bench.pressUpdate());
+        QVERIFY(workplace.pressUpdate());
         hand.join();
         QCOMPARE(boxes.texts(), (QStringList {confirmation, success}));
     }
-    QVERIFY(bench.serves());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayComeAndGo()
 {
-    Bench bench;
+    Workplace workplace;
     for (int time = 0; time < timesPulled; ++time) {
         const MessageBoxDriver boxes;
-        QVERIFY(bench.openMonitor());
-        bench.pull();
-        QTRY_VERIFY_WITH_TIMEOUT(!bench.isMonitorShown(), grace);
+        QVERIFY(workplace.openMonitor());
+        workplace.pull();
+        QTRY_VERIFY_WITH_TIMEOUT(!workplace.isMonitorShown(), grace);
         QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
-        bench.plug();
-        QVERIFY(bench.refreshDevices());
+        workplace.plug();
+        QVERIFY(workplace.refreshDevices());
     }
-    QVERIFY(bench.serves());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayAnswerByteByByte_data()
@@ -454,17 +436,17 @@ void campaign_Device::itMayAnswerByteByByte_data()
 void campaign_Device::itMayAnswerByteByByte()
 {
     QFETCH(const int, pause);
-    Bench bench;
-    bench.device->setBytePause(pause);
+    Workplace workplace;
+    workplace.device->setBytePause(pause);
     const QElapsedTimer timer = started();
 
-    QVERIFY(bench.selectDevice());
+    QVERIFY(workplace.selectDevice());
 
     QVERIFY(timer.elapsed() < queryTimeout + grace);
-    bench.device->setBytePause(0);
-    QTRY_COMPARE_WITH_TIMEOUT(bench.device->received(), QByteArray(allAttempts, 'v'), grace);
-    QCOMPARE(bench.programOnDevice(), unknownSketch);
-    QVERIFY(bench.serves());
+    workplace.device->setBytePause(0);
+    QTRY_COMPARE_WITH_TIMEOUT(workplace.device->received(), QByteArray(allAttempts, 'v'), grace);
+    QCOMPARE(workplace.programOnDevice(), unknownSketch);
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayFloodTheQuery_data()
@@ -481,17 +463,17 @@ void campaign_Device::itMayFloodTheQuery_data()
 void campaign_Device::itMayFloodTheQuery()
 {
     QFETCH(const QByteArray, text);
-    Bench bench;
-    bench.device->setAnswers({QByteArray()});
-    bench.device->flood(text, fastestFlood);
+    Workplace workplace;
+    workplace.device->setAnswers({QByteArray()});
+    workplace.device->flood(text, fastestFlood);
     const QElapsedTimer timer = started();
 
-    QVERIFY(bench.selectDevice());
+    QVERIFY(workplace.selectDevice());
 
     QVERIFY(timer.elapsed() < queryTimeout + grace);
-    QTRY_COMPARE_WITH_TIMEOUT(bench.device->received(), QByteArray(allAttempts, 'v'), grace);
-    QCOMPARE(bench.programOnDevice(), unknownSketch);
-    QVERIFY(bench.serves());
+    QTRY_COMPARE_WITH_TIMEOUT(workplace.device->received(), QByteArray(allAttempts, 'v'), grace);
+    QCOMPARE(workplace.programOnDevice(), unknownSketch);
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayFloodTheMonitor_data()
@@ -507,46 +489,47 @@ void campaign_Device::itMayFloodTheMonitor_data()
 void campaign_Device::itMayFloodTheMonitor()
 {
     QFETCH(const QByteArray, text);
-    Bench bench;
+    Workplace workplace;
     const Clicks idle(idleTime);
-    QVERIFY(bench.openMonitor());
+    QVERIFY(workplace.openMonitor());
     const qint64 before = Footprint::residentBytes();
 
-    bench.device->flood(text, lineSpeed);
+    workplace.device->flood(text, lineSpeed);
     const Clicks flooded(floodSeconds() * 1000);
 
-    const int shown = bench.monitorText().size();
+    const int shown = workplace.monitorText().size();
     qInfo("%d characters shown in %d s, %.1f MiB more", shown, floodSeconds(),
           double(Footprint::residentBytes() - before) / (1024 * 1024));
-    qInfo(
-        "the longest pause was %d ms, %.1f ms of the processor; %.0f clicks per second, %.0f idle",
-        int(flooded.longestWait), flooded.longestTurn, flooded.perSecond, idle.perSecond);
+    qInfo("the longest pause was %.0f ms, %.1f ms of the processor; %.0f clicks per second, %.0f "
+          "idle",
+          flooded.found.longestGap(), flooded.found.longestWork(), flooded.perSecond,
+          idle.perSecond);
     QVERIFY(shown > floodSeconds() * lineSpeed / 2);
-    QVERIFY(flooded.longestTurn < longestTurn);
+    QVERIFY(flooded.found.longestWork() < longestTurn);
     QVERIFY(flooded.perSecond > servedShare * idle.perSecond);
-    bench.send(QStringLiteral("stop"));
-    QTRY_VERIFY_WITH_TIMEOUT(bench.device->received().endsWith("stop"), grace);
+    workplace.send(QStringLiteral("stop"));
+    QTRY_VERIFY_WITH_TIMEOUT(workplace.device->received().endsWith("stop"), grace);
     {
         const MessageBoxDriver boxes;
-        bench.pull();
-        QTRY_VERIFY_WITH_TIMEOUT(!bench.isMonitorShown(), grace);
+        workplace.pull();
+        QTRY_VERIFY_WITH_TIMEOUT(!workplace.isMonitorShown(), grace);
         QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
     }
-    QVERIFY(bench.serves());
+    QVERIFY(workplace.serves());
 }
 
 void campaign_Device::itMayHoldAnotherSketch()
 {
-    Bench bench;
-    QVERIFY(bench.selectDevice());
-    const QString before = bench.recommendation();
-    bench.device->setAnswers({"Version:Stranger__7\r\n"});
+    Workplace workplace;
+    QVERIFY(workplace.selectDevice());
+    const QString before = workplace.recommendation();
+    workplace.device->setAnswers({"Version:Stranger__7\r\n"});
 
-    QVERIFY(bench.askAgain());
+    QVERIFY(workplace.askAgain());
 
-    QCOMPARE(bench.programOnDevice(), QStringLiteral("Stranger"));
-    QCOMPARE(bench.recommendation(), before); // nothing is known of it here
-    QVERIFY(bench.serves());
+    QCOMPARE(workplace.programOnDevice(), QStringLiteral("Stranger"));
+    QCOMPARE(workplace.recommendation(), before); // nothing is known of it here
+    QVERIFY(workplace.serves());
 }
 
 QTEST_MAIN(campaign_Device)

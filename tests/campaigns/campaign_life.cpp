@@ -2,12 +2,12 @@
 // other. What it holds of the machine at the end is set against what it held after the first
 // rounds.
 #include "support/applicationdirectory.h"
-#include "support/bench.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
+#include "support/workplace.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -111,8 +111,7 @@ struct Holding
 {
     qint64 resident = Footprint::residentBytes();
     qint64 heap = Footprint::heapBytes();
-    int threads = Footprint::threads();
-    int descriptors = Footprint::descriptors();
+    ProcessUsage usage = Footprint::usage();
     int objects = 0; // of the window, but for its network managers
     int timers = TimerCount().found();
     int managers = 0;
@@ -157,7 +156,7 @@ private:
     void live(int round);
 
     RepositoryServer server;
-    std::unique_ptr<Bench> bench;
+    std::unique_ptr<Workplace> workplace;
 };
 
 void campaign_Life::initTestCase()
@@ -167,7 +166,7 @@ void campaign_Life::initTestCase()
     // The server keeps what it serves by name, and there are many names.
     server.serveEverythingElse(Answer::ok(QByteArray(sketchSize, ':')));
     publish(0);
-    bench = std::make_unique<Bench>();
+    workplace = std::make_unique<Workplace>();
     // The first round finds the start over: its index no longer rebuilds a list.
     const QString file = ApplicationDirectory::sketchFileName(QStringLiteral("Fade__0"));
     QTRY_VERIFY_WITH_TIMEOUT(ApplicationDirectory::repositoryFiles().contains(file), patience);
@@ -175,7 +174,7 @@ void campaign_Life::initTestCase()
 
 void campaign_Life::cleanupTestCase()
 {
-    bench.reset();
+    workplace.reset();
     letFadesEnd();
     ApplicationDirectory::clear();
 }
@@ -193,43 +192,43 @@ void campaign_Life::publish(int version)
 void campaign_Life::refresh(int version)
 {
     publish(version);
-    QVERIFY(click(*bench->window, "pushButton_programlist_refresh"));
+    QVERIFY(click(*workplace->window, "pushButton_programlist_refresh"));
     const QString file =
         ApplicationDirectory::sketchFileName(QStringLiteral("Fade__%1").arg(version));
     QTRY_VERIFY_WITH_TIMEOUT(ApplicationDirectory::repositoryFiles().contains(file), patience);
-    QTRY_COMPARE_WITH_TIMEOUT(child<QListWidget>(*bench->window, "listWidget_programlist")->count(),
-                              2, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        child<QListWidget>(*workplace->window, "listWidget_programlist")->count(), 2, patience);
 }
 
 void campaign_Life::update()
 {
     const MessageBoxDriver boxes;
-    QVERIFY(bench->selectProgram());
-    QVERIFY(bench->selectDevice());
-    QVERIFY(bench->pressUpdate());
+    QVERIFY(workplace->selectProgram());
+    QVERIFY(workplace->selectDevice());
+    QVERIFY(workplace->pressUpdate());
     QCOMPARE(boxes.texts().last(), QStringLiteral("Upload successfull."));
 }
 
 void campaign_Life::talk()
 {
-    QVERIFY(bench->openMonitor());
-    bench->send(QStringLiteral("hello"));
-    bench->device->send("and hello to you\r\n");
-    QTRY_VERIFY_WITH_TIMEOUT(bench->monitorText().endsWith(QLatin1String("and hello to you")),
+    QVERIFY(workplace->openMonitor());
+    workplace->send(QStringLiteral("hello"));
+    workplace->device->send("and hello to you\r\n");
+    QTRY_VERIFY_WITH_TIMEOUT(workplace->monitorText().endsWith(QLatin1String("and hello to you")),
                              patience);
     // What it shows is kept until the user clears it.
-    QVERIFY(click(*serialMonitor(*bench->window), "pushButton_2"));
+    QVERIFY(click(*serialMonitor(*workplace->window), "pushButton_2"));
 }
 
 void campaign_Life::loseAndFindTheDevice()
 {
     const MessageBoxDriver boxes;
-    bench->pull();
-    QTRY_VERIFY_WITH_TIMEOUT(!bench->isMonitorShown(), patience);
+    workplace->pull();
+    QTRY_VERIFY_WITH_TIMEOUT(!workplace->isMonitorShown(), patience);
     QCOMPARE(boxes.texts(), QStringList {QStringLiteral("Unable to communicate with device")});
-    bench->plug();
-    QVERIFY(bench->refreshDevices());
-    QCOMPARE(bench->listedDevices(), 1);
+    workplace->plug();
+    QVERIFY(workplace->refreshDevices());
+    QCOMPARE(workplace->listedDevices(), 1);
 }
 
 void campaign_Life::live(int round)
@@ -242,13 +241,13 @@ void campaign_Life::live(int round)
 
 void campaign_Life::holdsWhatItHeldAtTheStart()
 {
-    QVERIFY2(bench->window->areYouOnline(),
+    QVERIFY2(workplace->window->areYouOnline(),
              "this machine has no network interface but the loopback");
     int rounds = 1;
     for (; rounds <= warmUpRounds && !QTest::currentTestFailed(); ++rounds)
         live(rounds);
     letFadesEnd();
-    const Holding first(*bench->window);
+    const Holding first(*workplace->window);
 
     QElapsedTimer timer;
     timer.start();
@@ -256,7 +255,7 @@ void campaign_Life::holdsWhatItHeldAtTheStart()
     for (; timer.elapsed() < qint64(minutes()) * 60000 && !QTest::currentTestFailed(); ++rounds)
         live(rounds);
     letFadesEnd();
-    const Holding last(*bench->window);
+    const Holding last(*workplace->window);
     if (QTest::currentTestFailed())
         return;
 
@@ -269,8 +268,8 @@ void campaign_Life::holdsWhatItHeldAtTheStart()
     printRow("resident memory (KiB)", first.resident / kibibyte, last.resident / kibibyte,
              residentBound / kibibyte);
     printRow("heap (KiB)", first.heap / kibibyte, last.heap / kibibyte, heapBound / kibibyte);
-    printRow("threads", first.threads, last.threads, slack);
-    printRow("descriptors", first.descriptors, last.descriptors, slack);
+    printRow("threads", first.usage.threads, last.usage.threads, slack);
+    printRow("descriptors", first.usage.descriptors, last.usage.descriptors, slack);
     printRow("timers", first.timers, last.timers, slack);
     printRow("objects without managers", first.objects, last.objects, slack);
     if (first.xResources < 0)
@@ -280,18 +279,16 @@ void campaign_Life::holdsWhatItHeldAtTheStart()
 
     QVERIFY(lived > 0);
     QCOMPARE(last.managers - first.managers, 2 * lived); // the index and a sketch
-    QVERIFY(last.threads - first.threads <= slack);
-    QVERIFY(last.descriptors - first.descriptors <= slack);
+    QVERIFY(last.usage.threads - first.usage.threads <= slack);
+    QVERIFY(last.usage.descriptors - first.usage.descriptors <= slack);
     QVERIFY(first.timers > 0); // the poll
     QVERIFY(last.timers - first.timers <= slack);
     QVERIFY(last.objects - first.objects <= slack);
     QCOMPARE(first.xResources >= 0, isOnX());
     QCOMPARE(last.xResources >= 0, isOnX());
     QVERIFY(last.xResources - first.xResources <= slack);
-    if (!Footprint::memoryIsOwn())
-        return;
-    QVERIFY(last.resident - first.resident <= residentBound);
-    QVERIFY(last.heap - first.heap <= heapBound);
+    QVERIFY(Footprint::staysWithin(last.resident - first.resident, residentBound));
+    QVERIFY(Footprint::staysWithin(last.heap - first.heap, heapBound));
 }
 
 void campaign_Life::aRefreshLeavesLittleBehind()
@@ -299,9 +296,9 @@ void campaign_Life::aRefreshLeavesLittleBehind()
     const QString index = repository + QStringLiteral("file_list.txt");
     const auto refreshOnce = [this, &index] {
         const int before = server.requestCount(index);
-        auto *status = child<QLabel>(*bench->window, "label_status");
+        auto *status = child<QLabel>(*workplace->window, "label_status");
         status->clear();
-        QVERIFY(click(*bench->window, "pushButton_programlist_refresh"));
+        QVERIFY(click(*workplace->window, "pushButton_programlist_refresh"));
         QTRY_COMPARE_WITH_TIMEOUT(status->text(), upToDate, patience);
         QCOMPARE(server.requestCount(index), before + 1);
     };
@@ -313,7 +310,7 @@ void campaign_Life::aRefreshLeavesLittleBehind()
 
     const qint64 each = (Footprint::heapBytes() - before) / measuredRefreshes;
     qInfo("%lld bytes of heap for each of %d refreshes", each, measuredRefreshes);
-    QVERIFY(!Footprint::memoryIsOwn() || each < bytesPerRefresh);
+    QVERIFY(Footprint::staysWithin(each, bytesPerRefresh));
 }
 
 QTEST_MAIN(campaign_Life)

@@ -1,10 +1,10 @@
 // An uploader at its worst: it floods or closes its outputs, leaves children behind, ignores
 // signals, or is replaced while it runs. Each time the update ends and the window serves again.
 #include "support/applicationdirectory.h"
-#include "support/bench.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
 #include "support/windowdriver.h"
+#include "support/workplace.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -92,8 +92,8 @@ void campaign_Uploader::cleanupTestCase()
 bool campaign_Uploader::update(const QByteArray &body, const QStringList &expectedBoxes)
 {
     ApplicationDirectory::installUploader(script(body));
-    Bench bench;
-    if (!bench.selectProgram() || !bench.selectDevice())
+    Workplace workplace;
+    if (!workplace.selectProgram() || !workplace.selectDevice())
         return false;
     Footprint::forgetPeak();
     aliveWhileBoxOpen.clear();
@@ -102,11 +102,11 @@ bool campaign_Uploader::update(const QByteArray &body, const QStringList &expect
     {
         MessageBoxDriver boxes;
         boxes.whileOpen([this] { aliveWhileBoxOpen.append(isAlive(processIn("process"))); });
-        if (!bench.pressUpdate() || boxes.texts() != expectedBoxes)
+        if (!workplace.pressUpdate() || boxes.texts() != expectedBoxes)
             return false;
     }
     elapsed = timer.elapsed();
-    return bench.serves();
+    return workplace.serves();
 }
 
 void campaign_Uploader::outputsFillNoMemory_data()
@@ -135,10 +135,8 @@ void campaign_Uploader::outputsFillNoMemory()
     const qint64 kept = Footprint::residentBytes() - before;
     qInfo("%d MiB each: %.1f MiB more at the peak, %.1f MiB afterwards, %.1f s", outputSize,
           double(peak) / mebibyte, double(kept) / mebibyte, double(elapsed) / 1000);
-    if (!Footprint::memoryIsOwn())
-        return;
-    QVERIFY(peak < outputSize * mebibyte / 4);
-    QVERIFY(kept < outputSize * mebibyte / 10);
+    QVERIFY(Footprint::staysWithin(peak, outputSize * mebibyte / 4));
+    QVERIFY(Footprint::staysWithin(kept, outputSize * mebibyte / 10));
 }
 
 void campaign_Uploader::outputsMayBeClosed_data()
@@ -183,8 +181,7 @@ void campaign_Uploader::aChildThatOutlivesItHoldsNothingUp()
     QVERIFY(process > 0);
     kill(process, SIGKILL); // one that writes has ended by itself
     QVERIFY(elapsed < grace);
-    QVERIFY(!Footprint::memoryIsOwn()
-            || Footprint::peakBytes() - before < outputSize * mebibyte / 4);
+    QVERIFY(Footprint::staysWithin(Footprint::peakBytes() - before, outputSize * mebibyte / 4));
 }
 
 // It writes as fast as it can, which fills the machine's memory unless it is thrown away.
@@ -199,8 +196,7 @@ void campaign_Uploader::anUploaderThatWillNotEndIsKilled()
     QVERIFY(elapsed < uploadTimeout + grace);
     QCOMPARE(aliveWhileBoxOpen, QList<bool>({false, true}));
     QVERIFY(!isAlive(processIn("process")));
-    QVERIFY(!Footprint::memoryIsOwn()
-            || Footprint::peakBytes() - before < outputSize * mebibyte / 4);
+    QVERIFY(Footprint::staysWithin(Footprint::peakBytes() - before, outputSize * mebibyte / 4));
 }
 
 void campaign_Uploader::itsFileMayChangeWhileItRuns_data()

@@ -70,10 +70,7 @@ private:
 
 void tst_Chip::init()
 {
-    ApplicationDirectory::clear();
-    Chip::installAvrdude();
-    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
-        ApplicationDirectory::addSketch(name, Chip::image(name));
+    Chip::fillApplicationDirectory();
     window = new MainWindow;
     window->show();
     monitor = window->findChild<SerialMonitor *>();

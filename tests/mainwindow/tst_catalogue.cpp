@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/messageboxdriver.h"
+#include "support/messagerecorder.h"
 #include "support/windowdriver.h"
 #include "support/withoutfileprivileges.h"
 
@@ -14,36 +15,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-// The warnings of category "default" that are written while it lives.
-class WarningRecorder
-{
-public:
-    WarningRecorder()
-    {
-        texts().clear();
-        previous = qInstallMessageHandler(record);
-    }
-    ~WarningRecorder() { qInstallMessageHandler(previous); }
-
-    WarningRecorder(const WarningRecorder &) = delete;
-    WarningRecorder &operator=(const WarningRecorder &) = delete;
-
-    static QStringList &texts()
-    {
-        static QStringList recorded;
-        return recorded;
-    }
-
-private:
-    static void record(QtMsgType type, const QMessageLogContext &context, const QString &text)
-    {
-        if (type == QtWarningMsg && qstrcmp(context.category, "default") == 0)
-            texts().append(text);
-    }
-
-    QtMessageHandler previous;
-};
 
 QString missingDirectoryWarning(const QString &absolutePath)
 {
@@ -224,11 +195,11 @@ void tst_Catalogue::startWithEmptyRepository()
 
 void tst_Catalogue::startMakesMissingRepository()
 {
-    const WarningRecorder warnings;
+    const MessageRecorder recorder;
     MessageBoxDriver boxes;
     MainWindow window;
     QCOMPARE(
-        WarningRecorder::texts().filter(QStringLiteral("directory")),
+        recorder.warnings().filter(QStringLiteral("directory")),
         QStringList(missingDirectoryWarning(withoutSlash(ApplicationDirectory::sketchesPath()))));
     QVERIFY(QFileInfo(ApplicationDirectory::sketchesPath()).isDir());
     QCOMPARE(programList(window)->count(), 0);
@@ -416,9 +387,9 @@ void tst_Catalogue::missingDirectoryIsMade()
     QVERIFY(QDir().rmdir(path));
     const QString status = child<QLabel>(window, "label_status")->text();
     {
-        const WarningRecorder warnings;
+        const MessageRecorder recorder;
         relist(window, path + ending);
-        QCOMPARE(WarningRecorder::texts(), QStringList(missingDirectoryWarning(path)));
+        QCOMPARE(recorder.warnings(), QStringList(missingDirectoryWarning(path)));
     }
     QVERIFY(QFileInfo(path).isDir());
     QCOMPARE(programList(window)->count(), 0);
@@ -430,9 +401,9 @@ void tst_Catalogue::existingDirectoryGivesNoWarning()
 {
     addSketches({QStringLiteral("Blink__2"), QStringLiteral("malformed")});
     MainWindow window;
-    const WarningRecorder warnings;
+    const MessageRecorder recorder;
     relist(window);
-    QCOMPARE(WarningRecorder::texts(), QStringList());
+    QCOMPARE(recorder.warnings(), QStringList());
 }
 
 void tst_Catalogue::directoryThatCannotBeMade_data()
@@ -462,10 +433,9 @@ void tst_Catalogue::directoryThatCannotBeMade()
 
     const WithoutFilePrivileges asUser;
     {
-        const WarningRecorder warnings;
+        const MessageRecorder recorder;
         relist(window, path);
-        QCOMPARE(WarningRecorder::texts(),
-                 QStringList(missingDirectoryWarning(withoutSlash(path))));
+        QCOMPARE(recorder.warnings(), QStringList(missingDirectoryWarning(withoutSlash(path))));
     }
     QVERIFY(!QFileInfo(path).isDir());
     QCOMPARE(programList(window)->count(), 0);
@@ -483,10 +453,10 @@ void tst_Catalogue::unreadableDirectoryIsEmpty()
         QFile::setPermissions(ApplicationDirectory::sketchesPath(), QFileDevice::Permissions()));
 
     const WithoutFilePrivileges asUser;
-    const WarningRecorder warnings;
+    const MessageRecorder recorder;
     relist(window);
     QCOMPARE(programList(window)->count(), 0);
-    QCOMPARE(WarningRecorder::texts(), QStringList());
+    QCOMPARE(recorder.warnings(), QStringList());
 }
 
 void tst_Catalogue::failedListingForgetsSketches()

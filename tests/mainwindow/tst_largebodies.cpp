@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/numberedsketches.h"
+#include "support/patience.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 
@@ -18,7 +19,8 @@
 
 namespace {
 
-constexpr int patience = 300000; // ms, for a loaded machine with a slow disk
+// On a loaded machine with a slow disk.
+constexpr int longPatience = 2 * patience;
 constexpr qint64 mebibyte = 1048576;
 constexpr qint64 gibibyte = 1024 * mebibyte;
 
@@ -103,7 +105,7 @@ void tst_LargeBodies::sketchIsStoredWhole()
     const QString sketch = ApplicationDirectory::sketchesPath() + NumberedSketches::fileName(0);
 
     window = std::make_unique<MainWindow>();
-    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), longPatience);
     QCOMPARE(label(), QStringLiteral("Local repository up-to-date"));
     QCOMPARE(QFileInfo(sketch).size(), largeSize);
     QCOMPARE(matchingSize(sketch, block), largeSize);
@@ -125,7 +127,7 @@ void tst_LargeBodies::indexIsAnError()
     server->serve(NumberedSketches::indexAddress(), {Answer::repeated(block, size)});
 
     window = std::make_unique<MainWindow>();
-    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), longPatience);
     QCOMPARE(label(), QStringLiteral("Error contacting online repository. Are you online?"));
     QCOMPARE(server->requests(), QStringList {NumberedSketches::indexAddress()});
     QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {kept});

@@ -4,7 +4,9 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/contexttranslator.h"
+#include "support/footprint.h"
 #include "support/messageboxdriver.h"
+#include "support/messagerecorder.h"
 #include "support/patience.h"
 #include "support/scripteddevice.h"
 #include "support/windowdriver.h"
@@ -55,35 +57,6 @@ static_assert(has<&Window::getSketchNameAndVersion, void (Window::*)()>);
 static_assert(has<&Window::getDeviceSketchVersion, QString (Window::*)()>);
 static_assert(has<&Window::CallAvrDude, bool (Window::*)()>);
 
-QStringList messagesSeen;
-
-void takeDownMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    const QString kind = type == QtWarningMsg ? QStringLiteral("warning") : QStringLiteral("other");
-    messagesSeen.append(kind + QStringLiteral(" (") + QLatin1String(context.category)
-                        + QStringLiteral("): ") + message);
-}
-
-// What is logged while this lives, instead of being printed.
-class MessageTaker
-{
-public:
-    MessageTaker()
-    {
-        messagesSeen.clear();
-        previous = qInstallMessageHandler(takeDownMessage);
-    }
-    ~MessageTaker() { qInstallMessageHandler(previous); }
-
-    MessageTaker(const MessageTaker &) = delete;
-    MessageTaker &operator=(const MessageTaker &) = delete;
-
-    static QStringList messages() { return messagesSeen; }
-
-private:
-    QtMessageHandler previous;
-};
-
 // The window's timer is no child of it, but its events pass through the application.
 class TimerWatcher : public QObject
 {
@@ -103,17 +76,6 @@ protected:
         return QObject::eventFilter(watched, event);
     }
 };
-
-// How often this process holds the terminal open.
-int openDescriptors(const QString &terminal)
-{
-    int count = 0;
-    const QDir descriptors(QStringLiteral("/proc/self/fd"));
-    const QFileInfoList entries = descriptors.entryInfoList(QDir::System | QDir::Files);
-    for (const QFileInfo &entry : entries)
-        count += int(entry.symLinkTarget() == terminal);
-    return count;
-}
 
 } // namespace
 
@@ -210,9 +172,9 @@ void tst_MainWindow::repliesAreRegistered()
 void tst_MainWindow::oneUnmatchedSlot()
 {
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
-    const MessageTaker taker;
+    const MessageRecorder recorder;
     const MainWindow window;
-    QCOMPARE(MessageTaker::messages(),
+    QCOMPARE(recorder.messages(),
              QStringList(QStringLiteral("warning (default): QMetaObject::connectSlotsByName: No "
                                         "matching signal for "
                                         "on_openserialmonitorbutton_clicked()")));
@@ -373,43 +335,43 @@ void tst_MainWindow::pollTimer()
 void tst_MainWindow::pollReleasesThePort()
 {
     const ScriptedDevice device({"Version:Blink__3\r\n"});
-    const int own = openDescriptors(device.portName());
+    const int own = Footprint::descriptorsOf(device.portName());
     MainWindow window;
     QVERIFY(window.OpenSerialPort(device.portName()));
-    QCOMPARE(openDescriptors(device.portName()), own + 1);
+    QCOMPARE(Footprint::descriptorsOf(device.portName()), own + 1);
     // The monitor is hidden, so nobody needs the port.
-    QTRY_COMPARE_WITH_TIMEOUT(openDescriptors(device.portName()), own, patience);
+    QTRY_COMPARE_WITH_TIMEOUT(Footprint::descriptorsOf(device.portName()), own, patience);
 }
 
 void tst_MainWindow::closesThePort()
 {
     const ScriptedDevice device({"Version:Blink__3\r\n"});
-    const int own = openDescriptors(device.portName());
+    const int own = Footprint::descriptorsOf(device.portName());
     MainWindow window;
     QVERIFY(window.OpenSerialPort(device.portName()));
     window.CloseSerialPort();
-    QCOMPARE(openDescriptors(device.portName()), own);
+    QCOMPARE(Footprint::descriptorsOf(device.portName()), own);
 }
 
 void tst_MainWindow::closesThePortWhenDestroyed()
 {
     const ScriptedDevice device({"Version:Blink__3\r\n"});
-    const int own = openDescriptors(device.portName());
+    const int own = Footprint::descriptorsOf(device.portName());
     auto window = std::make_unique<MainWindow>();
     QVERIFY(window->OpenSerialPort(device.portName()));
     window.reset();
-    QCOMPARE(openDescriptors(device.portName()), own);
+    QCOMPARE(Footprint::descriptorsOf(device.portName()), own);
 }
 
 void tst_MainWindow::closingAClosedPortIsHarmless()
 {
     QVERIFY(QDir().mkpath(ApplicationDirectory::sketchesPath()));
     auto window = std::make_unique<MainWindow>();
-    const MessageTaker taker;
+    const MessageRecorder recorder;
     window->CloseSerialPort();
     window->CloseSerialPort();
     window.reset(); // closes it once more
-    QCOMPARE(MessageTaker::messages(), QStringList());
+    QCOMPARE(recorder.messages(), QStringList());
 }
 
 void tst_MainWindow::menuEntryOpensTheAboutDialog()

@@ -1,10 +1,10 @@
 // A thousand files and a thousand refreshes: all arrives, nothing is used up; and a killed program.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
 #include "support/patience.h"
-#include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 
@@ -157,7 +157,7 @@ void tst_ManyFiles::thousandRefreshes()
     for (int round = 0; round < 50; ++round) {
         for (int number = 0; number < 20; ++number)
             QVERIFY(click(window, "pushButton_programlist_refresh"));
-        peak = greater(peak, usageOf(QCoreApplication::applicationPid()));
+        peak = greater(peak, Footprint::usage());
         QVERIFY(QTest::qWaitFor(settled, patience));
     }
     const qint64 duration = time.elapsed();

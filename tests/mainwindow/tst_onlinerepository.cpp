@@ -1,10 +1,10 @@
 // The online repository: index, removal of stale sketches, downloads, and what the user sees of it.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/isolation.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
-#include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 #include "support/withoutfileprivileges.h"

@@ -2,6 +2,7 @@
 #include "mainwindow/mainwindow.h"
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/pluggeddevice.h"
@@ -22,7 +23,6 @@
 #include <QThread>
 
 #include <functional>
-#include <sys/resource.h>
 #include <thread>
 #include <utility>
 
@@ -82,12 +82,36 @@ bool isGivenUp(const MainWindow &window, const ScriptedDevice &device)
         && !child<QFrame>(window, "frame_deviceinfo")->isVisible();
 }
 
-double processorSeconds()
+bool isWarningOfALoss(const SeenBox &box)
 {
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    return box.informativeText == QLatin1String("Is it disconnected?")
+        && box.icon == QMessageBox::Warning
+        && box.buttons == QMessageBox::StandardButtons(QMessageBox::Ok);
+}
+
+// True when the monitor was open, the device was pulled with a text to send, and both are reported.
+bool loseWithTextToSend(const MainWindow &window, PluggedDevice *device,
+                        const MessageBoxDriver &boxes)
+{
+    if (!openSerialMonitor(window) || !waitForTick(window, *device))
+        return false;
+    device->pull();
+    sendByReturn(window, QStringLiteral("lost"));
+    return QTest::qWaitFor(
+        [&] {
+            return boxes.texts() == QStringList({cannotCommunicate, cannotWrite});
+        },
+        patience);
+}
+
+// True when the monitor was open and the device is given up for a text that it does not take.
+bool loseByText(const MainWindow &window, ScriptedDevice *device)
+{
+    if (!openSerialMonitor(window))
+        return false;
+    device->setBusy(true);
+    sendByReturn(window, QStringLiteral("unsent"));
+    return QTest::qWaitFor([&] { return isGivenUp(window, *device); }, patience);
 }
 
 // Calls back when the window is about to be hidden.
@@ -458,10 +482,7 @@ void tst_PeriodicPoll::aLostDeviceIsReportedOnce()
     QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList {cannotCommunicate});
-    const SeenBox box = boxes.boxes().constFirst();
-    QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
-    QCOMPARE(box.icon, QMessageBox::Warning);
-    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QVERIFY(isWarningOfALoss(boxes.boxes().constFirst()));
 }
 
 void tst_PeriodicPoll::aLostDeviceIsReportedTwiceWithTextToSend()
@@ -471,18 +492,13 @@ void tst_PeriodicPoll::aLostDeviceIsReportedTwiceWithTextToSend()
     MessageBoxDriver boxes;
     boxes.keepOpenFor(longOpenTime);
     window.show();
-    QVERIFY(openSerialMonitor(window));
-    QVERIFY(waitForTick(window, device));
 
-    device.pull();
-    sendByReturn(window, QStringLiteral("lost"));
+    QVERIFY(loseWithTextToSend(window, &device, boxes));
 
-    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
-                              patience);
     QTRY_VERIFY_WITH_TIMEOUT(QApplication::activeModalWidget() == nullptr, patience);
     QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}));
-    QCOMPARE(boxes.boxes().constLast().informativeText, QStringLiteral("Is it disconnected?"));
+    QVERIFY(isWarningOfALoss(boxes.boxes().constLast()));
     QVERIFY(isGivenUp(window, device));
 }
 
@@ -523,14 +539,9 @@ void tst_PeriodicPoll::textToSendOutlivesTheReportOfTheLoss()
     QStringList pending;
     boxes.whileOpen([&] { pending.append(monitor->pendingText()); });
     window.show();
-    QVERIFY(openSerialMonitor(window));
-    QVERIFY(waitForTick(window, device));
 
-    device.pull();
-    sendByReturn(window, QStringLiteral("lost"));
+    QVERIFY(loseWithTextToSend(window, &device, boxes));
 
-    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
-                              patience);
     QCOMPARE(pending, QStringList({QStringLiteral("lost"), QStringLiteral("lost")}));
     QTRY_COMPARE_WITH_TIMEOUT(monitor->pendingText(), QString(), patience);
 }
@@ -629,18 +640,12 @@ void tst_PeriodicPoll::aDeviceThatTakesNothingIsReported()
     MessageBoxDriver boxes;
     boxes.keepOpenFor(longOpenTime);
     window.show();
-    QVERIFY(openSerialMonitor(window));
-    device.setBusy(true);
 
-    sendByReturn(window, QStringLiteral("unsent"));
+    QVERIFY(loseByText(window, &device));
 
-    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
     QVERIFY(waitForTicks());
     QCOMPARE(boxes.texts(), QStringList {cannotWrite});
-    const SeenBox box = boxes.boxes().constFirst();
-    QCOMPARE(box.informativeText, QStringLiteral("Is it disconnected?"));
-    QCOMPARE(box.icon, QMessageBox::Warning);
-    QCOMPARE(box.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QVERIFY(isWarningOfALoss(boxes.boxes().constFirst()));
 }
 
 // From the tick to the box. A busy machine only ever adds to it, so the shortest of several counts,
@@ -658,10 +663,7 @@ void tst_PeriodicPoll::aDeviceHasASecondToTakeText()
     boxes.whileOpen([&] { last = clock.sinceTick(); });
     window.show();
     for (int count = 1; count <= tries && shortest >= tooLong; ++count) {
-        QVERIFY(openSerialMonitor(window));
-        device.setBusy(true);
-        sendByReturn(window, QStringLiteral("unsent"));
-        QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
+        QVERIFY(loseByText(window, &device));
         device.setBusy(false);
         QCOMPARE(boxes.texts().count(cannotWrite), count);
         QVERIFY2(last >= writeTime, qPrintable(QString::number(last)));
@@ -695,10 +697,7 @@ void tst_PeriodicPoll::unwrittenTextIsDropped()
     MainWindow window;
     MessageBoxDriver boxes;
     window.show();
-    QVERIFY(openSerialMonitor(window));
-    device.setBusy(true);
-    sendByReturn(window, QStringLiteral("unsent"));
-    QTRY_VERIFY_WITH_TIMEOUT(isGivenUp(window, device), patience);
+    QVERIFY(loseByText(window, &device));
     device.setBusy(false);
 
     QVERIFY(openSerialMonitor(window));
@@ -721,14 +720,9 @@ void tst_PeriodicPoll::thePortIsOpenWhileABoxIs()
         shown.append(serialMonitor(window)->isVisible());
     });
     window.show();
-    QVERIFY(openSerialMonitor(window));
-    QVERIFY(waitForTick(window, device));
 
-    device.pull();
-    sendByReturn(window, QStringLiteral("lost"));
+    QVERIFY(loseWithTextToSend(window, &device, boxes));
 
-    QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList({cannotCommunicate, cannotWrite}),
-                              patience);
     QCOMPARE(open, QList<bool>({true, false})); // the first box ends with the port closed
     QCOMPARE(shown, QList<bool>({true, false}));
 }
@@ -741,9 +735,9 @@ void tst_PeriodicPoll::theProgramIsQuietWhileABoxIsOpen()
     MessageBoxDriver boxes;
     double seconds = 0;
     boxes.whileOpen([&] {
-        const double before = processorSeconds();
+        const double before = Footprint::processorSeconds();
         QTest::qWait(openTime);
-        seconds = processorSeconds() - before;
+        seconds = Footprint::processorSeconds() - before;
     });
     window.show();
     QVERIFY(openSerialMonitor(window));

@@ -1,6 +1,7 @@
 // The firmware upload: the update button, its checks and boxes, and the run of the uploader.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/pollwatch.h"
@@ -145,16 +146,6 @@ QStringList seen(const MessageBoxDriver &driver)
     return result;
 }
 
-QStringList openFiles()
-{
-    QStringList targets;
-    const QFileInfoList links =
-        QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::AllEntries | QDir::System);
-    for (const QFileInfo &link : links)
-        targets.append(link.symLinkTarget());
-    return targets;
-}
-
 bool isAlive(pid_t process)
 {
     return kill(process, 0) == 0;
@@ -192,10 +183,11 @@ private:
 };
 
 // The window with a device and, unless a test adds others, the sketch Blink in version 2.
-class Bench
+class Setting
 {
 public:
-    explicit Bench(const QList<QByteArray> &answers = {oldOnDevice}, const QString &name = portName)
+    explicit Setting(const QList<QByteArray> &answers = {oldOnDevice},
+                     const QString &name = portName)
         : device(answers)
         , port(name)
     {
@@ -243,7 +235,7 @@ public:
     QString label(const char *name) const { return child<QLabel>(*window, name)->text(); }
 
     // The device itself holds its terminal open once.
-    bool portIsOpen() const { return openFiles().count(device.portName()) > 1; }
+    bool portIsOpen() const { return Footprint::descriptorsOf(device.portName()) > 1; }
 
     ScriptedDevice device; // destroyed after all that leads to it
     UsbTestbed usb;
@@ -376,19 +368,19 @@ void tst_Upload::missingSelections()
     QFETCH(const bool, program);
     QFETCH(const QString, box);
 
-    Bench bench;
-    QVERIFY(bench.isSettled());
-    QVERIFY(!program || bench.selectProgram());
-    QVERIFY(!device || bench.selectDevice());
-    const int requestsBefore = bench.device.requests();
+    Setting setting;
+    QVERIFY(setting.isSettled());
+    QVERIFY(!program || setting.selectProgram());
+    QVERIFY(!device || setting.selectDevice());
+    const int requestsBefore = setting.device.requests();
 
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList(box));
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), requestsBefore);
-    QVERIFY(!bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), requestsBefore);
+    QVERIFY(!setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::refusedConfirmation_data()
@@ -404,16 +396,16 @@ void tst_Upload::refusedConfirmation()
 {
     QFETCH(const int, answer);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes({MessageBoxDriver::Answer(answer)});
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList(confirmation()));
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(!bench.progressBar()->isHidden());
-    QCOMPARE(bench.devices()->currentRow(), 0);
-    QCOMPARE(bench.programs()->currentRow(), 0);
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(!setting.progressBar()->isHidden());
+    QCOMPARE(setting.devices()->currentRow(), 0);
+    QCOMPARE(setting.programs()->currentRow(), 0);
 }
 
 void tst_Upload::selectionLostDuringConfirmation_data()
@@ -431,13 +423,13 @@ void tst_Upload::selectionLostDuringConfirmation()
     QFETCH(const bool, deviceLost);
     QFETCH(const QString, box);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    boxes.whileOpen([&bench, deviceLost] {
-        deviceLost ? bench.window->updateDeviceList() : bench.window->updateProgramlist();
+    boxes.whileOpen([&setting, deviceLost] {
+        deviceLost ? setting.window->updateDeviceList() : setting.window->updateProgramlist();
     });
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), box}));
     QVERIFY(!uploaderRan());
 }
@@ -454,22 +446,22 @@ void tst_Upload::missingUploaderDirectory()
 {
     QFETCH(const bool, fileInItsPlace);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     ApplicationDirectory::clear();
     if (fileInItsPlace)
         ApplicationDirectory::addFile(QStringLiteral("../avrdude"));
 
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     const QString directory = ApplicationDirectory::path() + QStringLiteral("avrdude");
     QCOMPARE(seen(boxes),
              QStringList(warning(configurationError,
                                  QStringLiteral("Couldn't find avrdude directory. ") + directory
                                      + QLatin1Char(' ') + reportText)));
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::incompleteUploader_data()
@@ -516,16 +508,16 @@ void tst_Upload::incompleteUploader()
     for (const QString &problem : problems)
         expected.append(warning(configurationError, problem));
 
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), expected);
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
-    QCOMPARE(bench.devices()->currentRow(), 0);
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
+    QCOMPARE(setting.devices()->currentRow(), 0);
 }
 
 void tst_Upload::missingSketch_data()
@@ -548,23 +540,23 @@ void tst_Upload::missingSketch()
     QFETCH(const bool, directoryInItsPlace);
     QFETCH(const QString, fileName);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
-    bench.programs()->item(0)->setText(row);
+    Setting setting;
+    QVERIFY(setting.isReady());
+    setting.programs()->item(0)->setText(row);
     const QString file = ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     QVERIFY(QFile::remove(file));
     QVERIFY(!directoryInItsPlace || QDir().mkdir(file));
 
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes),
              QStringList(warning(configurationError,
                                  QStringLiteral("Couldn't find sketch file. ") + fileName
                                      + QLatin1Char(' ') + reportText)));
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::theFirstMissingIsReported_data()
@@ -600,9 +592,9 @@ void tst_Upload::theFirstMissingIsReported()
     QFETCH(const QStringList, missing);
     QFETCH(const QStringList, problems);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
-    bench.usb.unplug(bench.port);
+    Setting setting;
+    QVERIFY(setting.isReady());
+    setting.usb.unplug(setting.port);
     for (const QString &name : missing) {
         const QString path = ApplicationDirectory::path() + name;
         QVERIFY(name.endsWith(QLatin1Char('/')) ? QDir(path).removeRecursively()
@@ -613,11 +605,11 @@ void tst_Upload::theFirstMissingIsReported()
         expected.append(warning(configurationError, problem));
 
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), expected);
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.devices()->count(), 1);
-    QVERIFY(bench.progressBar()->isHidden());
+    QCOMPARE(setting.devices()->count(), 1);
+    QVERIFY(setting.progressBar()->isHidden());
 }
 
 void tst_Upload::missingPort_data()
@@ -632,56 +624,56 @@ void tst_Upload::missingPort()
 {
     QFETCH(const bool, scannedSince);
 
-    Bench bench;
-    QVERIFY(bench.isReady());
-    bench.usb.unplug(bench.port);
+    Setting setting;
+    QVERIFY(setting.isReady());
+    setting.usb.unplug(setting.port);
     if (scannedSince)
-        bench.window->updateSerialPortList();
+        setting.window->updateSerialPortList();
 
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList(portNotOpened()));
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(!bench.portIsOpen());
-    QCOMPARE(bench.devices()->count(), 0);
-    QVERIFY(child<QFrame>(*bench.window, "frame_deviceinfo")->isHidden());
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(!setting.portIsOpen());
+    QCOMPARE(setting.devices()->count(), 0);
+    QVERIFY(child<QFrame>(*setting.window, "frame_deviceinfo")->isHidden());
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::missingPortListsOtherDevices()
 {
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     const ScriptedDevice other({oldOnDevice});
-    bench.usb.unplug(bench.port);
-    bench.usb.plug(otherPortName, other.portName());
+    setting.usb.unplug(setting.port);
+    setting.usb.plug(otherPortName, other.portName());
 
     MessageBoxDriver boxes;
-    boxes.whileOpen([&bench] { QCOMPARE(bench.devices()->item(0)->text(), portName); });
-    QVERIFY(!bench.window->CallAvrDude());
+    boxes.whileOpen([&setting] { QCOMPARE(setting.devices()->item(0)->text(), portName); });
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList(portNotOpened()));
-    QCOMPARE(bench.devices()->count(), 1);
-    QCOMPARE(bench.devices()->item(0)->text(), otherPortName);
+    QCOMPARE(setting.devices()->count(), 1);
+    QCOMPARE(setting.devices()->item(0)->text(), otherPortName);
 }
 
 // What the row is named after is there and opens, but the last scan did not find it.
 void tst_Upload::portIsLookedUpInTheList()
 {
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     const ScriptedDevice other({oldOnDevice});
-    bench.devices()->item(0)->setText(other.portName());
-    bench.usb.unplug(bench.port); // the system of the testbed opens no port without a name else
+    setting.devices()->item(0)->setText(other.portName());
+    setting.usb.unplug(setting.port); // the system of the testbed opens no port without a name else
 
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList(portNotOpened()));
     QVERIFY(!uploaderRan());
     QCOMPARE(other.requests(), 0);
-    QCOMPARE(bench.device.requests(), 1);
-    QCOMPARE(bench.devices()->count(), 0);
+    QCOMPARE(setting.device.requests(), 1);
+    QCOMPARE(setting.devices()->count(), 0);
 }
 
 void tst_Upload::uploaderThatDoesNotStart_data()
@@ -704,16 +696,16 @@ void tst_Upload::uploaderThatDoesNotStart()
         QVERIFY(QFile::setPermissions(leftByUploader(QStringLiteral("avrdude")),
                                       QFileDevice::ReadOwner | QFileDevice::WriteOwner));
     }
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(!bench.window->CallAvrDude());
+    QVERIFY(!setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList(unableToUpload()));
     QVERIFY(!uploaderRan());
-    QCOMPARE(bench.device.requests(), 2);
-    QVERIFY(!bench.portIsOpen());
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 2);
+    QVERIFY(!setting.portIsOpen());
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::arguments_data()
@@ -738,11 +730,11 @@ void tst_Upload::arguments()
 
     const QString sketchFile = ApplicationDirectory::addSketch(sketch);
     ApplicationDirectory::installUploader(script("printf '%s\\0' \"$0\" \"$@\" > \"$here/line\""));
-    Bench bench({oldOnDevice}, port);
-    QVERIFY(bench.isReady());
+    Setting setting({oldOnDevice}, port);
+    QVERIFY(setting.isReady());
 
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     const QStringList expected {
         ApplicationDirectory::uploaderPath() + QStringLiteral("avrdude"),
@@ -764,12 +756,12 @@ void tst_Upload::firstVersionIsUploaded()
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     const QString first = ApplicationDirectory::addSketch(QStringLiteral("Blink__10"));
     ApplicationDirectory::installUploader(script("printf %s \"$8\" > \"$here/line\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
-    QVERIFY(selectRow(*bench.window, "listWidget_programlist", 1));
+    Setting setting;
+    QVERIFY(setting.isReady());
+    QVERIFY(selectRow(*setting.window, "listWidget_programlist", 1));
 
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     QCOMPARE(QString::fromUtf8(writtenByUploader("line")),
              QString(QStringLiteral("-Uflash:w:") + first + QStringLiteral(":i")));
@@ -780,10 +772,10 @@ void tst_Upload::surroundingsAreInherited()
     ApplicationDirectory::installUploader(
         script("pwd -P > \"$here/directory\"\nprintf %s \"$VANTREL_MARK\" > \"$here/mark\""));
     qputenv("VANTREL_MARK", "a mark");
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     qunsetenv("VANTREL_MARK");
 
@@ -797,10 +789,10 @@ void tst_Upload::otherFilesBesideUploaderDoNotMatter()
     ApplicationDirectory::installUploader(script("printf '%s\\0' \"$0\" \"$1\" > \"$here/line\""));
     for (const char *name : {"avrdude.old", "avrdude.conf.bak", "Avrdude", "AVRDUDE.CONF", "zz"})
         ApplicationDirectory::addFile(QStringLiteral("../avrdude/") + QLatin1String(name));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     QCOMPARE(endedByNul(writtenByUploader("line")),
              QStringList({leftByUploader(QStringLiteral("avrdude")),
@@ -812,10 +804,10 @@ void tst_Upload::linkedUploaderRuns()
     const QString program = leftByUploader(QStringLiteral("avrdude"));
     QVERIFY(QFile::rename(program, leftByUploader(QStringLiteral("avrdude-7.1"))));
     QVERIFY(QFile::link(QStringLiteral("avrdude-7.1"), program));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     QVERIFY(uploaderRan());
 }
@@ -838,14 +830,14 @@ void tst_Upload::howUploaderEndsDoesNotMatter()
     QFETCH(const QByteArray, ending);
 
     ApplicationDirectory::installUploader(script("ulimit -c 0\n" + ending));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
-    QCOMPARE(bench.device.requests(), 3);
-    QVERIFY(!bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 3);
+    QVERIFY(!setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::outputDoesNotBlockUploader()
@@ -854,10 +846,10 @@ void tst_Upload::outputDoesNotBlockUploader()
     ApplicationDirectory::installUploader(
         script("head -c 10485760 /dev/zero && head -c 10485760 /dev/zero >&2"
                " && echo ran > \"$here/ran\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QVERIFY(uploaderRan());
     QCOMPARE(seen(boxes), QStringList());
 }
@@ -867,10 +859,10 @@ void tst_Upload::uploaderMayCloseItsOutputs()
     // It runs on, so that a program that takes the closed outputs for its end is found out.
     ApplicationDirectory::installUploader(
         script("exec <&- >&- 2>&-\nsleep 0.3\necho ran > \"$here/ran\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QVERIFY(uploaderRan());
     QCOMPARE(seen(boxes), QStringList());
 }
@@ -879,34 +871,34 @@ void tst_Upload::portIsClosedWhileUploaderRuns()
 {
     ApplicationDirectory::installUploader(
         script("for file in /proc/$PPID/fd/*; do readlink \"$file\"; done > \"$here/files\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
-    QVERIFY(bench.window->OpenSerialPort(bench.port));
-    QVERIFY(bench.portIsOpen());
+    Setting setting;
+    QVERIFY(setting.isReady());
+    QVERIFY(setting.window->OpenSerialPort(setting.port));
+    QVERIFY(setting.portIsOpen());
 
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
     const QStringList files =
         QString::fromUtf8(writtenByUploader("files")).split(QLatin1Char('\n'));
-    QCOMPARE(files.count(bench.device.portName()), 1); // the device's own
-    QVERIFY(!bench.portIsOpen());
-    QCOMPARE(bench.device.requests(), 3);
+    QCOMPARE(files.count(setting.device.portName()), 1); // the device's own
+    QVERIFY(!setting.portIsOpen());
+    QCOMPARE(setting.device.requests(), 3);
 }
 
 void tst_Upload::uploadRestartsPoll()
 {
     // Two intervals of the poll: a tick is due by then, and comes at once unless it is put off.
     ApplicationDirectory::installUploader(script("sleep 0.2\ndate +%s%3N > \"$here/end\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.window->CallAvrDude());
+    QVERIFY(setting.window->CallAvrDude());
     QCOMPARE(seen(boxes), QStringList());
-    QVERIFY(bench.window->OpenSerialPort(bench.port));
-    QVERIFY(bench.portIsOpen());
+    QVERIFY(setting.window->OpenSerialPort(setting.port));
+    QVERIFY(setting.portIsOpen());
 
-    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!setting.portIsOpen(), patience);
     const qint64 closed = QDateTime::currentMSecsSinceEpoch();
     // A whole interval of 100 ms, which the timer may shorten by 5.
     QVERIFY(closed - writtenByUploader("end").trimmed().toLongLong() >= 90);
@@ -935,15 +927,15 @@ void tst_Upload::onlyAnUploadRestartsPoll()
     ApplicationDirectory::installUploader(uploader);
     if (uploader.isEmpty())
         makeEntry(QStringLiteral("avrdude"), Entry::Missing, QByteArray());
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     if (!plugged)
-        bench.pull();
+        setting.pull();
     MessageBoxDriver boxes;
     const StoppedPoll poll;
     QVERIFY(poll.isFound());
 
-    QCOMPARE(bench.window->CallAvrDude(), restarted);
+    QCOMPARE(setting.window->CallAvrDude(), restarted);
 
     QCOMPARE(poll.isStartedAgain(), restarted);
 }
@@ -951,8 +943,8 @@ void tst_Upload::onlyAnUploadRestartsPoll()
 void tst_Upload::uploaderThatNeverEnds()
 {
     ApplicationDirectory::installUploader(script("echo $$ > \"$here/process\"\nexec sleep 300"));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
     QList<bool> aliveWhileOpen;
     QElapsedTimer timer;
@@ -967,7 +959,7 @@ void tst_Upload::uploaderThatNeverEnds()
     });
     const StoppedPoll poll;
     QVERIFY(poll.isFound());
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
 
     QVERIFY(timer.elapsed() >= uploadTimeout);
     QVERIFY2(untilBox < uploadTimeout + lateness, qPrintable(QString::number(untilBox)));
@@ -977,54 +969,54 @@ void tst_Upload::uploaderThatNeverEnds()
     const pid_t process = writtenByUploader("process").trimmed().toInt();
     QVERIFY(process > 0);
     QVERIFY(!isAlive(process));
-    QCOMPARE(bench.device.requests(), 2);
-    QVERIFY(!bench.portIsOpen());
-    QVERIFY(bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(setting.device.requests(), 2);
+    QVERIFY(!setting.portIsOpen());
+    QVERIFY(setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
 }
 
 void tst_Upload::updateFromOldToNew()
 {
-    Bench bench({oldOnDevice, oldOnDevice, newOnDevice});
-    QVERIFY(bench.isReady());
-    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
-    QCOMPARE(bench.label("label_updaterecommendation"),
+    Setting setting({oldOnDevice, oldOnDevice, newOnDevice});
+    QVERIFY(setting.isReady());
+    QCOMPARE(setting.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(setting.label("label_updaterecommendation"),
              QStringLiteral("<font color='red'>Update recommended.</font>"));
-    const QStringList disabledBefore = disabledWidgets(*bench.window);
+    const QStringList disabledBefore = disabledWidgets(*setting.window);
 
     MessageBoxDriver boxes;
-    boxes.whileOpen([&bench, &disabledBefore] {
-        QCOMPARE(disabledWidgets(*bench.window), disabledBefore);
-        QVERIFY(!bench.progressBar()->isHidden());
-        QCOMPARE(bench.label("label_status"), untouched);
+    boxes.whileOpen([&setting, &disabledBefore] {
+        QCOMPARE(disabledWidgets(*setting.window), disabledBefore);
+        QVERIFY(!setting.progressBar()->isHidden());
+        QCOMPARE(setting.label("label_status"), untouched);
     });
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
     QVERIFY(uploaderRan());
-    QCOMPARE(bench.device.requests(), 3);
-    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
-    QCOMPARE(bench.label("label_updaterecommendation"),
+    QCOMPARE(setting.device.requests(), 3);
+    QCOMPARE(setting.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(setting.label("label_updaterecommendation"),
              QStringLiteral("<font color='green'>Latest version on device.</font>"));
-    QCOMPARE(disabledWidgets(*bench.window), disabledBefore);
-    QVERIFY(!bench.progressBar()->isHidden());
-    QCOMPARE(bench.label("label_status"), untouched);
+    QCOMPARE(disabledWidgets(*setting.window), disabledBefore);
+    QVERIFY(!setting.progressBar()->isHidden());
+    QCOMPARE(setting.label("label_status"), untouched);
     // Nobody needs the port while the monitor is hidden.
-    QTRY_VERIFY_WITH_TIMEOUT(!bench.portIsOpen(), patience);
-    QCOMPARE(bench.device.requests(), 3);
+    QTRY_VERIFY_WITH_TIMEOUT(!setting.portIsOpen(), patience);
+    QCOMPARE(setting.device.requests(), 3);
 }
 
 void tst_Upload::successIsReportedAfterTheLastQuery()
 {
-    Bench bench({oldOnDevice, oldOnDevice, newOnDevice});
-    QVERIFY(bench.isReady());
+    Setting setting({oldOnDevice, oldOnDevice, newOnDevice});
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
     QList<int> requests;
     QStringList recommendations;
-    boxes.whileOpen([&bench, &requests, &recommendations] {
-        requests.append(bench.device.requests());
-        recommendations.append(bench.label("label_updaterecommendation"));
+    boxes.whileOpen([&setting, &requests, &recommendations] {
+        requests.append(setting.device.requests());
+        recommendations.append(setting.label("label_updaterecommendation"));
     });
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
     QCOMPARE(requests, QList<int>({1, 3}));
     QCOMPARE(recommendations,
@@ -1034,79 +1026,79 @@ void tst_Upload::successIsReportedAfterTheLastQuery()
 
 void tst_Upload::updateShowsUnknownSketch()
 {
-    Bench bench({oldOnDevice, oldOnDevice, "Version:gibberish\r\n"});
-    QVERIFY(bench.isReady());
+    Setting setting({oldOnDevice, oldOnDevice, "Version:gibberish\r\n"});
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
-    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Unknown sketch"));
-    QCOMPARE(bench.label("label_updaterecommendation"), QString());
+    QCOMPARE(setting.label("label_programondevice"), QStringLiteral("Unknown sketch"));
+    QCOMPARE(setting.label("label_updaterecommendation"), QString());
 }
 
 void tst_Upload::failedUploadReopensNothing()
 {
     makeEntry(QStringLiteral("avrdude"), Entry::Missing, QByteArray());
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes),
              QStringList({confirmation(), warning(configurationError, noProgramFound),
                           warning(configurationError, noConfigurationFound)}));
-    QCOMPARE(bench.device.requests(), 1);
-    QVERIFY(!bench.portIsOpen());
+    QCOMPARE(setting.device.requests(), 1);
+    QVERIFY(!setting.portIsOpen());
 }
 
 void tst_Upload::deviceRemovedDuringUpload()
 {
     ApplicationDirectory::addFile(QStringLiteral("../avrdude/port"), portName.toUtf8());
     ApplicationDirectory::installUploader(script("rm \"$UMOCKDEV_DIR/dev/$(cat \"$here/port\")\""));
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
-    QCOMPARE(bench.device.requests(), 2);
-    QVERIFY(!bench.portIsOpen());
-    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Blink"));
-    QCOMPARE(bench.devices()->count(), 1);
+    QCOMPARE(setting.device.requests(), 2);
+    QVERIFY(!setting.portIsOpen());
+    QCOMPARE(setting.label("label_programondevice"), QStringLiteral("Blink"));
+    QCOMPARE(setting.devices()->count(), 1);
 }
 
 void tst_Upload::deviceLostAtLastQuery()
 {
-    Bench bench;
-    QVERIFY(bench.isReady());
-    bench.device.unplugAtRequest(3);
+    Setting setting;
+    QVERIFY(setting.isReady());
+    setting.device.unplugAtRequest(3);
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
-    QCOMPARE(bench.label("label_programondevice"), QStringLiteral("Unknown sketch"));
+    QCOMPARE(setting.label("label_programondevice"), QStringLiteral("Unknown sketch"));
 }
 
 void tst_Upload::monitorGoesOnAfterUpdate()
 {
-    Bench bench;
-    QVERIFY(bench.isReady());
-    QVERIFY(chooseMenuEntry(*bench.window, "actionSerial_Monitor"));
+    Setting setting;
+    QVERIFY(setting.isReady());
+    QVERIFY(chooseMenuEntry(*setting.window, "actionSerial_Monitor"));
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success()}));
     QVERIFY(uploaderRan());
     QVERIFY(waitForTicks());
-    QVERIFY(bench.portIsOpen());
+    QVERIFY(setting.portIsOpen());
 }
 
 void tst_Upload::updateAgain()
 {
-    Bench bench;
-    QVERIFY(bench.isReady());
+    Setting setting;
+    QVERIFY(setting.isReady());
     MessageBoxDriver boxes;
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QVERIFY(QFile::remove(leftByUploader(QStringLiteral("ran"))));
-    QVERIFY(bench.pressUpdate());
+    QVERIFY(setting.pressUpdate());
     QCOMPARE(seen(boxes), QStringList({confirmation(), success(), confirmation(), success()}));
     QVERIFY(uploaderRan());
-    QCOMPARE(bench.device.requests(), 5);
+    QCOMPARE(setting.device.requests(), 5);
 }
 
 QTEST_MAIN(tst_Upload)

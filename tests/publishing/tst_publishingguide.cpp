@@ -1,5 +1,6 @@
 // The publishing guide, tried: its web server serves a published folder to the real program.
 #include "support/applicationdirectory.h"
+#include "support/installedprogram.h"
 #include "support/patience.h"
 #include "support/publisher.h"
 
@@ -19,7 +20,6 @@ namespace {
 
 constexpr int portAttempts = 5; // somebody else may take a free port before the server does
 
-const QString sketchPattern = QStringLiteral("*ino.with_bootloader.standard.hex");
 const QByteArray folder = "/vt_updater/";
 const QByteArray indexAddress = "/vt_updater/file_list.txt";
 
@@ -39,14 +39,6 @@ quint16 freePort()
 {
     QTcpServer server;
     return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
-}
-
-// The command does not outlive a test program that is killed.
-void startBound(QProcess *process, const QString &lastSignal, const QStringList &command)
-{
-    process->start(QStringLiteral("setpriv"),
-                   QStringList({QStringLiteral("--pdeathsig"), lastSignal}) + command,
-                   QIODevice::ReadOnly);
 }
 
 // The guide's web server; only places, port and user are this machine's.
@@ -158,10 +150,12 @@ private:
             return false;
         file.close();
         process.setProcessChannelMode(QProcess::MergedChannels);
-        startBound(&process, QStringLiteral("TERM"),
-                   {QStringLiteral(NGINX), QStringLiteral("-e"), inPlace("error.log"),
-                    QStringLiteral("-c"), file.fileName(), QStringLiteral("-g"),
-                    QStringLiteral("daemon off;")});
+        // It does not outlive a test that is killed.
+        process.start(QStringLiteral("setpriv"),
+                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"), QStringLiteral(NGINX),
+                       QStringLiteral("-e"), inPlace("error.log"), QStringLiteral("-c"),
+                       file.fileName(), QStringLiteral("-g"), QStringLiteral("daemon off;")},
+                      QIODevice::ReadOnly);
         return answers();
     }
 
@@ -181,54 +175,21 @@ private:
     QProcess process;
 };
 
-// The program as its user has it, in a directory of its own.
-class InstalledProgram
+// The program of a user whose repository is on the server.
+class ServedProgram : public InstalledProgram
 {
 public:
-    explicit InstalledProgram(const QString &server)
+    explicit ServedProgram(const QString &server)
+        : InstalledProgram(QStringLiteral(VTUPDATER_PROGRAM))
     {
-        if (!QFile::copy(QStringLiteral(VTUPDATER_PROGRAM), path()))
-            qFatal("cannot copy the program");
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("http_proxy"), server);
         environment.remove(QStringLiteral("no_proxy"));
         environment.remove(QStringLiteral("NO_PROXY"));
-        process.setProcessEnvironment(environment);
-        process.setProcessChannelMode(QProcess::MergedChannels);
+        setEnvironment(environment);
     }
 
-    ~InstalledProgram() { quit(); }
-
-    InstalledProgram(const InstalledProgram &) = delete;
-    InstalledProgram &operator=(const InstalledProgram &) = delete;
-
-    void start() { startBound(&process, QStringLiteral("KILL"), {path()}); }
-
-    void quit()
-    {
-        process.kill();
-        process.waitForFinished(patience);
-    }
-
-    QStringList sketches() const
-    {
-        return QDir(sketchesPath()).entryList({sketchPattern}, QDir::Files, QDir::Name);
-    }
-
-    QByteArray contentOf(const QString &fileName) const
-    {
-        return ApplicationDirectory::contentOf(sketchesPath() + fileName);
-    }
-
-private:
-    QString path() const { return directory.path() + QStringLiteral("/VTUpdater"); }
-    QString sketchesPath() const
-    {
-        return directory.path() + QStringLiteral("/compiled_sketches/");
-    }
-
-    QTemporaryDir directory {ApplicationDirectory::path() + QStringLiteral("a user's.XXXXXX")};
-    QProcess process;
+    QStringList sketchNames() const { return sketches().entryList(QDir::Files, QDir::Name); }
 };
 
 QByteArray headerOf(const QByteArray &answer)
@@ -380,12 +341,13 @@ void tst_PublishingGuide::programMirrorsWhatIsPublished()
         baseNames.append(QStringLiteral("Sketch%1__1").arg(count));
     publish(baseNames);
     QVERIFY(server->start());
-    InstalledProgram program(server->address());
+    ServedProgram program(server->address());
 
-    program.start();
-    QTRY_COMPARE_WITH_TIMEOUT(program.sketches().size(), published.size(), patience);
+    QVERIFY(program.start());
+    QTRY_COMPARE_WITH_TIMEOUT(program.sketchCount(), published.size(), patience);
     for (const QString &fileName : qAsConst(published)) {
-        const QByteArray image = program.contentOf(fileName);
+        const QByteArray image =
+            ApplicationDirectory::contentOf(program.sketches().filePath(fileName));
         QVERIFY2(!image.isEmpty(), qPrintable(fileName));
         QCOMPARE(image, ApplicationDirectory::contentOf(publisher->servedFile(fileName)));
     }
@@ -395,25 +357,25 @@ void tst_PublishingGuide::newVersionReachesTheProgram()
 {
     publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1")});
     QVERIFY(server->start());
-    InstalledProgram program(server->address());
-    program.start();
-    QTRY_COMPARE_WITH_TIMEOUT(program.sketches(), published, patience);
-    program.quit();
+    ServedProgram program(server->address());
+    QVERIFY(program.start());
+    QTRY_COMPARE_WITH_TIMEOUT(program.sketchNames(), published, patience);
+    program.kill();
 
     publish({QStringLiteral("Blink__4"), QStringLiteral("Servo__1")});
-    program.start();
-    QTRY_COMPARE_WITH_TIMEOUT(program.sketches(), published, patience);
+    QVERIFY(program.start());
+    QTRY_COMPARE_WITH_TIMEOUT(program.sketchNames(), published, patience);
 }
 
 void tst_PublishingGuide::eachRequestHasItsOwnConnection()
 {
     publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1"), QStringLiteral("Tower__1")});
     QVERIFY(server->start());
-    InstalledProgram program(server->address());
+    ServedProgram program(server->address());
     for (int start = 0; start < 2; ++start) {
-        program.start();
-        QTRY_COMPARE_WITH_TIMEOUT(program.sketches(), published, patience);
-        program.quit();
+        QVERIFY(program.start());
+        QTRY_COMPARE_WITH_TIMEOUT(program.sketchNames(), published, patience);
+        program.kill();
         publish(
             {QStringLiteral("Blink__4"), QStringLiteral("Servo__1"), QStringLiteral("Tower__1")});
     }

@@ -3,6 +3,7 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/desktop.h"
+#include "support/installedprogram.h"
 #include "support/messageboxdriver.h"
 #include "support/patience.h"
 #include "support/pluggeddevice.h"
@@ -11,7 +12,6 @@
 
 #include <QCheckBox>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QFontMetrics>
 #include <QFrame>
 #include <QLabel>
@@ -19,12 +19,10 @@
 #include <QListWidget>
 #include <QMetaMethod>
 #include <QPointer>
-#include <QProcess>
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QScrollBar>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextBrowser>
@@ -205,22 +203,14 @@ QStringList ownSlots(const QMetaObject &metaObject)
 class Session
 {
 public:
-    ~Session()
-    {
-        program.kill();
-        program.waitForFinished();
-    }
-
     // True when the window is shown and the device has been selected.
     bool start()
     {
-        const QString path = place.filePath(QStringLiteral("VTUpdater"));
-        if (!desktop.start() || !QFile::copy(QStringLiteral(VTUPDATER_PROGRAM), path))
+        if (!desktop.start())
             return false;
-        program.setProcessEnvironment(
-            desktop.environment(QProcessEnvironment::systemEnvironment()));
-        program.start(path, QStringList());
-        if (!QTest::qWaitFor([this] { return desktop.count(mainTitle) == 1; }, patience))
+        program.setEnvironment(desktop.environment(QProcessEnvironment::systemEnvironment()));
+        if (!program.start()
+            || !QTest::qWaitFor([this] { return desktop.count(mainTitle) == 1; }, patience))
             return false;
         desktop.click(mainTitle, firstDevice);
         return QTest::qWaitFor([this] { return device.requests() == 1; }, patience);
@@ -268,8 +258,7 @@ public:
 
 private:
     PluggedDevice device;
-    QTemporaryDir place;
-    QProcess program;
+    InstalledProgram program {QStringLiteral(VTUPDATER_PROGRAM)};
 };
 
 } // namespace

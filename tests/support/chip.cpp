@@ -81,3 +81,11 @@ void Chip::installAvrdude()
         || !QFile::copy(QStringLiteral(AVRDUDE_CONF), directory + QStringLiteral("avrdude.conf")))
         qFatal("cannot install avrdude");
 }
+
+void Chip::fillApplicationDirectory()
+{
+    ApplicationDirectory::clear();
+    installAvrdude();
+    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
+        ApplicationDirectory::addSketch(name, image(name));
+}

@@ -1,5 +1,5 @@
 // The window with one device that comes and goes.
-#include "bench.h"
+#include "workplace.h"
 
 #include "applicationdirectory.h"
 #include "messageboxdriver.h"
@@ -20,7 +20,7 @@ const QString greeting = QStringLiteral("good day");
 
 } // namespace
 
-Bench::Bench(const QByteArray &givenAnswer)
+Workplace::Workplace(const QByteArray &givenAnswer)
     : port(UsbTestbed::uniquePortName())
     , answer(givenAnswer)
 {
@@ -30,87 +30,87 @@ Bench::Bench(const QByteArray &givenAnswer)
     window->show();
 }
 
-void Bench::pull()
+void Workplace::pull()
 {
     usb.unplug(port);
     if (device)
         device->unplug();
 }
 
-void Bench::plug()
+void Workplace::plug()
 {
     device = std::make_unique<ScriptedDevice>(QList<QByteArray> {answer});
     usb.plug(port, device->portName());
 }
 
-bool Bench::selectProgram() const
+bool Workplace::selectProgram() const
 {
     return selectRow(*window, "listWidget_programlist", 0);
 }
 
-bool Bench::selectDevice() const
+bool Workplace::selectDevice() const
 {
     return selectRow(*window, "listWidget_devicelist", 0);
 }
 
-bool Bench::askAgain() const
+bool Workplace::askAgain() const
 {
     return click(*window, "pushButton_programondevice_refresh");
 }
 
-bool Bench::chooseMonitor() const
+bool Workplace::chooseMonitor() const
 {
     return chooseMenuEntry(*window, "actionSerial_Monitor");
 }
 
-bool Bench::openMonitor() const
+bool Workplace::openMonitor() const
 {
     return openSerialMonitor(*window);
 }
 
-bool Bench::refreshDevices() const
+bool Workplace::refreshDevices() const
 {
     return click(*window, "pushButton_devicelist_refresh");
 }
 
-bool Bench::pressUpdate() const
+bool Workplace::pressUpdate() const
 {
     return click(*window, "pushButton_update");
 }
 
-void Bench::send(const QString &text) const
+void Workplace::send(const QString &text) const
 {
     auto *line = child<QLineEdit>(*serialMonitor(*window), "lineEdit");
     line->setText(text);
     QTest::keyClick(line, Qt::Key_Return);
 }
 
-QString Bench::programOnDevice() const
+QString Workplace::programOnDevice() const
 {
     return child<QLabel>(*window, "label_programondevice")->text();
 }
 
-QString Bench::recommendation() const
+QString Workplace::recommendation() const
 {
     return child<QLabel>(*window, "label_updaterecommendation")->text();
 }
 
-QString Bench::monitorText() const
+QString Workplace::monitorText() const
 {
     return child<QTextBrowser>(*serialMonitor(*window), "textBrowser")->toPlainText();
 }
 
-bool Bench::isMonitorShown() const
+bool Workplace::isMonitorShown() const
 {
     return serialMonitor(*window)->isVisible();
 }
 
-int Bench::listedDevices() const
+int Workplace::listedDevices() const
 {
     return child<QListWidget>(*window, "listWidget_devicelist")->count();
 }
 
-bool Bench::serves()
+bool Workplace::serves()
 {
     if (!QTest::qWaitFor([] { return QApplication::activeModalWidget() == nullptr; }, patience))
         return false;

@@ -19,7 +19,7 @@ double threadTime()
 Responsiveness::Responsiveness()
 {
     timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&timer, &QTimer::timeout, [this] { tick(); });
+    QObject::connect(&timer, &QTimer::timeout, [this] { turn(); });
 }
 
 void Responsiveness::start()
@@ -31,11 +31,17 @@ void Responsiveness::start()
 
 void Responsiveness::stop()
 {
-    tick();
+    look();
     timer.stop();
 }
 
-void Responsiveness::tick()
+void Responsiveness::turn()
+{
+    ++turnCount;
+    look();
+}
+
+void Responsiveness::look()
 {
     const double now = threadTime();
     gap = qMax(gap, double(sinceTick.nsecsElapsed()) / 1e6 - interval);

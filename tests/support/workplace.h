@@ -1,5 +1,5 @@
-#ifndef BENCH_H
-#define BENCH_H
+#ifndef WORKPLACE_H
+#define WORKPLACE_H
 
 #include "mainwindow/mainwindow.h"
 #include "scripteddevice.h"
@@ -12,14 +12,14 @@
 
 // The shown window, the sketch Blink in version 3, and one adapter with a device that can be pulled
 // and plugged in again. The test program must run under umockdev-wrapper.
-class Bench
+class Workplace
 {
 public:
-    explicit Bench(const QByteArray &answer = "Version:Blink__3\r\n");
+    explicit Workplace(const QByteArray &answer = "Version:Blink__3\r\n");
 
     // The user pulls the plug: the terminal hangs up and the port is gone.
     void pull();
-    // A new terminal on the same port, with the answer that the bench was made with.
+    // A new terminal on the same port, with the answer that the workplace was made with.
     void plug();
 
     // Each is true when the user could do it, and what was expected came about.

@@ -14,15 +14,19 @@ public:
     void start();
     // Counts what has passed since the timer came last.
     void stop();
+    // How often the timer came.
+    int turns() const { return turnCount; }
     // ms; without what the timer itself waits.
     double longestGap() const { return gap; }
     double longestWork() const { return work; }
 
 private:
-    void tick();
+    void turn();
+    void look();
 
     QTimer timer;
     QElapsedTimer sinceTick;
+    int turnCount = 0;
     double processorTime = 0;
     double gap = 0;
     double work = 0;
