@@ -1,6 +1,7 @@
 # Installation and packages: cpack -G DEB or -G TGZ on Linux, -G DragNDrop on macOS.
 
 # The version stands in the program. Debian sorts "1.0~beta6" before "1.0", macOS knows "1.0b6".
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS mainwindow/mainwindow.cpp)
 file(STRINGS mainwindow/mainwindow.cpp version_line REGEX "applicationVersion = ")
 if(NOT version_line MATCHES "\"([0-9.]+) beta ([0-9]+)\"")
     message(FATAL_ERROR "mainwindow.cpp names no version of the form \"1.0 beta 6\"")
@@ -14,6 +15,9 @@ set(VTUPDATER_PACKAGE_VERSION "" CACHE STRING
 if(NOT VTUPDATER_PACKAGE_VERSION)
     set(VTUPDATER_PACKAGE_VERSION "${default_package_version}")
 endif()
+
+# For those who look at the program from outside.
+file(WRITE "${PROJECT_BINARY_DIR}/version.txt" "${VTUPDATER_VERSION}\n")
 
 set(deploy "${PROJECT_SOURCE_DIR}/deploy")
 set(package_files "${PROJECT_BINARY_DIR}/package")

@@ -108,7 +108,7 @@ update_device()
     mkdir -p "$shared/build/tools"
     cp -r "$root/scripts" "$shared/"
     cp -r "$build/tools/simulated-device" "$shared/build/tools/"
-    cp -r "$build/firmware" "$shared/build/"
+    cp -r "$build/firmware" "$build/version.txt" "$shared/build/"
     install -d -o "$user" "$shared/screenshots"
     chmod -R a+rX "$shared/scripts" "$shared/build"
     "${as_user[@]}" "$shared/scripts/demo" --headless --build "$shared/build" \
