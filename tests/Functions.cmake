@@ -1,14 +1,21 @@
 # How the folders of the tests register what stands in them.
 
-# vtupdater_add_test(NAME [USB | DEVICE PORT] [TIMEOUT SECONDS] [LABELS LABEL...])
-# One QtTest program of the same name, built into one folder with all others. USB runs it where
-# adapters can be plugged in, DEVICE on a simulated device; each such test has a port name of its
-# own, because QSerialPort locks names. The time limit, 600 s unless given, ends what hangs: a test
-# that waits in vain says so before.
+# vtupdater_add_test(NAME [USB | DEVICE PORT] [PROCESSORS PLACES] [COST SECONDS] [TIMEOUT SECONDS]
+#                    [LABELS LABEL...])
+# One QtTest program, built into one folder with all others, and a test of its name and the suffix
+# that tells one build's tests from another's. USB runs it where adapters can be plugged in, DEVICE on
+# a simulated device; each such test has a port name of its own, because QSerialPort locks names.
+# PROCESSORS says how many of a core's places it takes, all of them on a simulated device, whose chip
+# must keep up with the clock. What has a COST begins early. The time limit, 600 s unless given, ends
+# what hangs: a test that waits in vain says so before.
 function(vtupdater_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "USB" "DEVICE;TIMEOUT" "LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "USB" "DEVICE;PROCESSORS;COST;TIMEOUT" "LABELS")
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 600)
+    endif()
+    if(arg_DEVICE)
+        set(arg_PROCESSORS ${slots_per_core})
+        set(arg_COST 400)
     endif()
 
     add_executable(${name} ${name}.cpp)
@@ -30,33 +37,43 @@ function(vtupdater_add_test name)
         )
         vtupdater_test_uses_simulated_device(${name})
     endif()
-    add_test(NAME ${name}
+    set(test ${name}${VTUPDATER_TEST_SUFFIX})
+    add_test(NAME ${test}
         COMMAND ${wrapper} "${support}/in-private-directory"
                 $<TARGET_FILE:${name}>
         COMMAND_EXPAND_LISTS
     )
     # The repository is refused at once unless a test serves it. A lost connection only prints a
     # line, so the line fails the test.
-    set_tests_properties(${name} PROPERTIES
+    set_tests_properties(${test} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
+        FIXTURES_REQUIRED "build${VTUPDATER_TEST_SUFFIX}"
         FAIL_REGULAR_EXPRESSION "QObject::connect: "
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;http_proxy=http://127.0.0.1:9;\
 QTEST_FUNCTION_TIMEOUT=${arg_TIMEOUT}000;\
 ASAN_OPTIONS=verify_asan_link_order=0;\
 LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0"
     )
+    if(arg_PROCESSORS)
+        set_tests_properties(${test} PROPERTIES PROCESSORS ${arg_PROCESSORS})
+    endif()
+    if(arg_COST)
+        set_tests_properties(${test} PROPERTIES COST ${arg_COST})
+    endif()
 endfunction()
 
 # The same test program once more, on a real display with a window manager.
 function(vtupdater_test_on_desktop name)
-    get_test_property(${name} ENVIRONMENT environment)
-    get_test_property(${name} TIMEOUT timeout)
-    add_test(NAME ${name}_on_desktop
+    set(test ${name}_on_desktop${VTUPDATER_TEST_SUFFIX})
+    get_test_property(${name}${VTUPDATER_TEST_SUFFIX} ENVIRONMENT environment)
+    get_test_property(${name}${VTUPDATER_TEST_SUFFIX} TIMEOUT timeout)
+    add_test(NAME ${test}
         COMMAND on-desktop umockdev-wrapper "${support}/in-private-directory"
                 $<TARGET_FILE:${name}>)
-    set_tests_properties(${name}_on_desktop PROPERTIES
+    set_tests_properties(${test} PROPERTIES
         TIMEOUT ${timeout}
+        FIXTURES_REQUIRED "build${VTUPDATER_TEST_SUFFIX}"
         FAIL_REGULAR_EXPRESSION "QObject::connect: "
         ENVIRONMENT "${environment}"
     )
