@@ -44,6 +44,7 @@ add_user()
     mount --bind "$shared" "$clean$shared"
     install -d -m 1777 "$shared/tmp"
     chmod 755 "$scratch"
+    apt install passwd # which not every minimal system has
     chroot "$clean" useradd --uid "$user" --create-home --shell /bin/sh tester
     # The session's bus serves no user whom this machine does not know.
     mount --bind "$clean/etc/passwd" /etc/passwd
