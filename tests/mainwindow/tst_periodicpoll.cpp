@@ -98,10 +98,7 @@ bool loseWithTextToSend(const MainWindow &window, PluggedDevice *device,
     device->pull();
     sendByReturn(window, QStringLiteral("lost"));
     return QTest::qWaitFor(
-        [&] {
-            return boxes.texts() == QStringList({cannotCommunicate, cannotWrite});
-        },
-        patience);
+        [&] { return boxes.texts() == QStringList({cannotCommunicate, cannotWrite}); }, patience);
 }
 
 // True when the monitor was open and the device is given up for a text that it does not take.
