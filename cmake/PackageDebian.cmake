@@ -21,11 +21,12 @@ string(REPLACE "\n\n" "\n.\n" licence_text "${licence_text}")
 string(REPLACE "\n" "\n " licence_text " ${licence_text}")
 
 configure_file("${deploy}/debian/copyright.in" "${package_files}/copyright" @ONLY)
-configure_file("${deploy}/debian/changelog.in" "${package_files}/changelog" @ONLY)
+include(cmake/Releases.cmake)
 configure_file("${deploy}/debian/metainfo.xml.in" "${package_files}/metainfo.xml" @ONLY)
 configure_file("${deploy}/debian/vantrel-updater.1" "${package_files}/vantrel-updater.1" COPYONLY)
 
 install(TARGETS VTUpdater RUNTIME DESTINATION libexec/vantrel-updater COMPONENT debian)
+install(FILES ${compiled_translations} DESTINATION libexec/vantrel-updater COMPONENT debian)
 install(PROGRAMS "${deploy}/debian/vantrel-updater" DESTINATION bin COMPONENT debian)
 install(FILES "${deploy}/debian/60-vantrel-updater.rules"
     DESTINATION lib/udev/rules.d COMPONENT debian)
