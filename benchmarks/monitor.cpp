@@ -3,8 +3,8 @@
 // reads them, ten times a second like the program. Prints the processor time (ms), the bytes, and
 // how long the event loop was held up (ms).
 #include "mainwindow/mainwindow.h"
-#include "responsiveness.h"
 #include "serialmonitor/serialmonitor.h"
+#include "support/responsiveness.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

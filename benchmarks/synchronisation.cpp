@@ -2,7 +2,7 @@
 // executable, waits until it lists COUNT sketches and has nothing left to fetch, and prints how
 // long that took from the window's first line on (ms), and how long the event loop was held up.
 #include "mainwindow/mainwindow.h"
-#include "responsiveness.h"
+#include "support/responsiveness.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -3,6 +3,9 @@
 include(cmake/SourceDate.cmake)
 include(cmake/Version.cmake)
 
+# For those who look at the program from outside.
+file(WRITE "${PROJECT_BINARY_DIR}/version.txt" "${VTUPDATER_VERSION}\n")
+
 set(deploy "${PROJECT_SOURCE_DIR}/deploy")
 set(package_files "${PROJECT_BINARY_DIR}/package")
 

@@ -1,5 +1,6 @@
 # The program's version, which stands in the program, and what the packages make of it.
 
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS mainwindow/mainwindow.cpp)
 file(STRINGS mainwindow/mainwindow.cpp version_line REGEX "applicationVersion = ")
 if(NOT version_line MATCHES "\"(.+)\"")
     message(FATAL_ERROR "mainwindow.cpp names no version")

@@ -2,8 +2,8 @@
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/patience.h"
-#include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 
@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr qint64 memoryBound = 8LL * 1024; // KiB
+constexpr qint64 memoryBound = 8LL * 1024 * 1024; // bytes
 
 constexpr int threadsAtRest = 20; // a request that stays takes one
 
@@ -217,7 +217,7 @@ bool settle(const QObject &window)
 qint64 memoryInUse()
 {
     QPixmapCache::clear();
-    return residentMemory();
+    return Footprint::trimmedBytes();
 }
 
 } // namespace
@@ -282,7 +282,7 @@ void campaign_Index::refreshOneWindow(Campaign::Dice *dice, int count)
                      .constData());
     }
     const auto isAtRest = [] {
-        return usageOf(QCoreApplication::applicationPid()).threads < threadsAtRest;
+        return Footprint::usage().threads < threadsAtRest;
     };
     QVERIFY(QTest::qWaitFor(isAtRest, patience));
 }
@@ -318,10 +318,10 @@ void campaign_Index::generatedIndexes()
     const qint64 lateGrowth = memoryAtEnd - memoryAtHalf;
     qInfo("%lld requests, %.0f indexes a second; memory grew from %lld KiB by %lld KiB, by %lld of "
           "them in the second half",
-          requests, windows * indexesPerWindow * 1000.0 / double(time.elapsed()), memory, growth,
-          lateGrowth);
-    QVERIFY(staysWithin(growth, memoryBound));
-    QVERIFY(staysWithin(lateGrowth, memoryBound / 4));
+          requests, windows * indexesPerWindow * 1000.0 / double(time.elapsed()), memory / 1024,
+          growth / 1024, lateGrowth / 1024);
+    QVERIFY(Footprint::staysWithin(growth, memoryBound));
+    QVERIFY(Footprint::staysWithin(lateGrowth, memoryBound / 4));
     QVERIFY(comesDownTo(usage, QCoreApplication::applicationPid()));
 }
 

@@ -2,10 +2,10 @@
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
+#include "support/footprint.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
 #include "support/patience.h"
-#include "support/processusage.h"
 #include "support/repositoryserver.h"
 #include "support/windowdriver.h"
 

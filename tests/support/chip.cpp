@@ -16,14 +16,14 @@ bool succeeds(const QString &program, const QStringList &arguments)
 
 bool control(const QStringList &command)
 {
-    return succeeds(QStringLiteral(SIMULATED_DEVICE_CONTROL), command);
+    return succeeds(QStringLiteral(SIMULATED_DEVICE_CLIENT), command);
 }
 
 // A script that leaves the count of bytes that have come in the variable.
 QString countBytes(const QString &variable)
 {
     return QStringLiteral("%1=$('%2' status | sed 's/.* in=\\([0-9]*\\).*/\\1/'); ")
-        .arg(variable, QStringLiteral(SIMULATED_DEVICE_CONTROL));
+        .arg(variable, QStringLiteral(SIMULATED_DEVICE_CLIENT));
 }
 
 QString imagePath(const QString &baseName)
@@ -53,7 +53,7 @@ QString Chip::unplugAfter(int bytes)
     return countBytes(QStringLiteral("before")) + countBytes(QStringLiteral("now"))
         + QStringLiteral("while [ $((now - before)) -lt %1 ]; do ").arg(bytes)
         + countBytes(QStringLiteral("now"))
-        + QStringLiteral("done; '" SIMULATED_DEVICE_CONTROL "' unplug");
+        + QStringLiteral("done; '" SIMULATED_DEVICE_CLIENT "' unplug");
 }
 
 bool Chip::holds(const QString &baseName)
@@ -80,4 +80,12 @@ void Chip::installAvrdude()
     if (!QFile::copy(QStringLiteral(AVRDUDE), directory + QStringLiteral("avrdude"))
         || !QFile::copy(QStringLiteral(AVRDUDE_CONF), directory + QStringLiteral("avrdude.conf")))
         qFatal("cannot install avrdude");
+}
+
+void Chip::fillApplicationDirectory()
+{
+    ApplicationDirectory::clear();
+    installAvrdude();
+    for (const QString &name : {QStringLiteral("Lantern__1"), QStringLiteral("Metronome__2")})
+        ApplicationDirectory::addSketch(name, image(name));
 }

@@ -24,6 +24,8 @@ QByteArray image(const QString &baseName);
 
 // Puts the system's avrdude and its configuration into the uploader's directory.
 void installAvrdude();
+// That, and as the only sketches Lantern in version 1 and Metronome in version 2.
+void fillApplicationDirectory();
 
 } // namespace Chip
 

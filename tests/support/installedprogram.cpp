@@ -1,19 +1,22 @@
 // Starts and ends the real program.
 #include "installedprogram.h"
 
+#include "applicationdirectory.h"
 #include "patience.h"
 
 #include <QFile>
 
 namespace {
 
+const QString programName = QStringLiteral("VTUpdater");
 const QString sketchPattern = QStringLiteral("*ino.with_bootloader.standard.hex");
 
 } // namespace
 
 InstalledProgram::InstalledProgram(const QString &executable)
+    : directory(ApplicationDirectory::path() + QStringLiteral("a user's.XXXXXX"))
 {
-    if (!QFile::copy(executable, program()))
+    if (!QFile::copy(executable, filePath(programName)))
         qFatal("cannot copy %s", qPrintable(executable));
     process.setProcessChannelMode(QProcess::MergedChannels);
 }
@@ -23,11 +26,17 @@ InstalledProgram::~InstalledProgram()
     kill();
 }
 
+void InstalledProgram::setEnvironment(const QProcessEnvironment &environment)
+{
+    process.setProcessEnvironment(environment);
+}
+
 bool InstalledProgram::start(const QString &limit)
 {
-    process.start(
-        QStringLiteral("bash"),
-        {QStringLiteral("-c"), QStringLiteral("ulimit %1 && exec \"$0\"").arg(limit), program()});
+    process.start(QStringLiteral("setpriv"),
+                  {QStringLiteral("--pdeathsig"), QStringLiteral("KILL"), QStringLiteral("bash"),
+                   QStringLiteral("-c"), QStringLiteral("ulimit %1 && exec \"$0\"").arg(limit),
+                   filePath(programName)});
     return process.waitForStarted(patience);
 }
 
@@ -35,6 +44,11 @@ void InstalledProgram::kill()
 {
     process.kill();
     process.waitForFinished(patience);
+}
+
+QString InstalledProgram::filePath(const QString &fileName) const
+{
+    return directory.filePath(fileName);
 }
 
 bool InstalledProgram::isRunning() const
@@ -65,9 +79,4 @@ int InstalledProgram::sketchCount() const
 bool InstalledProgram::hasSketches(int count) const
 {
     return sketchCount() >= count;
-}
-
-QString InstalledProgram::program() const
-{
-    return directory.filePath(QStringLiteral("VTUpdater"));
 }

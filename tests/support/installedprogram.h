@@ -3,10 +3,11 @@
 
 #include <QDir>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QTemporaryDir>
 
-// The program in a directory of its own.
+// The program as its user has it, in a directory of its own.
 class InstalledProgram
 {
 public:
@@ -17,10 +18,16 @@ public:
     InstalledProgram(const InstalledProgram &) = delete;
     InstalledProgram &operator=(const InstalledProgram &) = delete;
 
-    // Under a limit of open files, the usual one or another, as bash's ulimit takes it.
+    // The environment of later starts; that of the test unless it is set.
+    void setEnvironment(const QProcessEnvironment &environment);
+    // Under a limit of open files, the usual one or another, as bash's ulimit takes it. The program
+    // does not outlive a test that is killed.
     bool start(const QString &limit = QStringLiteral("-Sn 1024"));
     // At once, as a loss of power would end it.
     void kill();
+
+    // The path of a file beside the program.
+    QString filePath(const QString &fileName) const;
 
     bool isRunning() const;
     qint64 id() const;
@@ -33,8 +40,6 @@ public:
     bool hasSketches(int count) const;
 
 private:
-    QString program() const;
-
     QTemporaryDir directory;
     QProcess process;
 };

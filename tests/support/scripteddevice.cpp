@@ -1,7 +1,8 @@
 // A device on a pseudo terminal.
 #include "scripteddevice.h"
 
-#include <QDir>
+#include "footprint.h"
+
 #include <QElapsedTimer>
 
 #include <atomic>
@@ -49,21 +50,6 @@ void waitForHangUp(int slave)
     pollfd descriptor = {slave, 0, 0};
     if (poll(&descriptor, 1, hangUpTimeout) != 1)
         qFatal("the pseudo terminal does not hang up");
-}
-
-// How many descriptors of this process lead to the terminal.
-int descriptorsOf(const QString &terminal)
-{
-    const QDir directory(QStringLiteral("/proc/self/fd"));
-    const QFileInfoList entries =
-        directory.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
-    int count = 0;
-    for (const QFileInfo &entry : entries) {
-        const QString target = entry.symLinkTarget();
-        if (target == terminal || target == terminal + QStringLiteral(" (deleted)"))
-            ++count;
-    }
-    return count;
 }
 
 } // namespace
@@ -119,7 +105,7 @@ public:
     bool isOpenElsewhere() const
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
-        return descriptorsOf(name) > 1; // one is ours
+        return Footprint::descriptorsOf(name) > 1; // one is ours
     }
 
     void setBusy(bool busy)

@@ -1,0 +1,84 @@
+# How the folders of the tests register what stands in them.
+
+# vtupdater_add_test(NAME [USB | DEVICE PORT] [TIMEOUT SECONDS] [LABELS LABEL...])
+# One QtTest program of the same name, built into one folder with all others. USB runs it where
+# adapters can be plugged in, DEVICE on a simulated device; each such test has a port name of its
+# own, because QSerialPort locks names. The time limit, 600 s unless given, ends what hangs: a test
+# that waits in vain says so before.
+function(vtupdater_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "USB" "DEVICE;TIMEOUT" "LABELS")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 600)
+    endif()
+
+    add_executable(${name} ${name}.cpp)
+    set_target_properties(${name} PROPERTIES
+        AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
+    target_link_libraries(${name} PRIVATE vtupdater_core test_support vtupdater_options)
+    target_precompile_headers(${name} REUSE_FROM test_support)
+
+    set(wrapper "")
+    if(arg_USB)
+        set(wrapper umockdev-wrapper)
+    elseif(arg_DEVICE)
+        set(wrapper "$<TARGET_FILE:simulated-device>" --port ${arg_DEVICE}
+            --image "${firmware}/Metronome__1.ino.with_bootloader.standard.hex" --)
+        target_sources(${name} PRIVATE "${support}/chip.cpp" "${support}/chip.h")
+        target_compile_definitions(${name} PRIVATE
+            AVRDUDE="${VTUPDATER_AVRDUDE}"
+            AVRDUDE_CONF="${VTUPDATER_AVRDUDE_CONF}"
+        )
+        vtupdater_test_uses_simulated_device(${name})
+    endif()
+    add_test(NAME ${name}
+        COMMAND ${wrapper} "${support}/in-private-directory"
+                $<TARGET_FILE:${name}>
+        COMMAND_EXPAND_LISTS
+    )
+    # The repository is refused at once unless a test serves it. A lost connection only prints a
+    # line, so the line fails the test.
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${arg_TIMEOUT}
+        LABELS "${arg_LABELS}"
+        FAIL_REGULAR_EXPRESSION "QObject::connect: "
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;http_proxy=http://127.0.0.1:9;\
+QTEST_FUNCTION_TIMEOUT=${arg_TIMEOUT}000;\
+ASAN_OPTIONS=verify_asan_link_order=0;\
+LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0"
+    )
+endfunction()
+
+# The same test program once more, on a real display with a window manager.
+function(vtupdater_test_on_desktop name)
+    get_test_property(${name} ENVIRONMENT environment)
+    get_test_property(${name} TIMEOUT timeout)
+    add_test(NAME ${name}_on_desktop
+        COMMAND on-desktop umockdev-wrapper "${support}/in-private-directory"
+                $<TARGET_FILE:${name}>)
+    set_tests_properties(${name}_on_desktop PROPERTIES
+        TIMEOUT ${timeout}
+        FAIL_REGULAR_EXPRESSION "QObject::connect: "
+        ENVIRONMENT "${environment}"
+    )
+endfunction()
+
+# Tests that start the program itself.
+function(vtupdater_test_starts_program name)
+    target_compile_definitions(${name} PRIVATE VTUPDATER_PROGRAM="$<TARGET_FILE:VTUpdater>")
+    add_dependencies(${name} VTUpdater)
+endfunction()
+
+# Tests that know the simulated device's commands and what is built for its chip.
+function(vtupdater_test_uses_simulated_device name)
+    target_compile_definitions(${name} PRIVATE
+        SIMULATED_DEVICE="$<TARGET_FILE:simulated-device>"
+        SIMULATED_DEVICE_CLIENT="$<TARGET_FILE:simulated-device-control>"
+        FIRMWARE_DIR="${firmware}"
+    )
+    add_dependencies(${name} simulated-device simulated-device-control firmware)
+endfunction()
+
+# vtupdater_add_shell_test(NAME [ARGUMENT...]): the script NAME.sh.
+function(vtupdater_add_shell_test name)
+    add_test(NAME ${name} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/${name}.sh" ${ARGN})
+endfunction()
