@@ -31,6 +31,9 @@ function(find_qt_program variable name)
     endforeach()
 endfunction()
 find_qt_program(VTUPDATER_LUPDATE lupdate)
+set(qt_tools_package_5 qttools5-dev-tools)
+set(qt_tools_package_6 qt6-l10n-tools)
+set(qt_tools_package ${qt_tools_package_${QT_MAJOR_VERSION}})
 if(VTUPDATER_LUPDATE)
     set(translation_template "${PROJECT_BINARY_DIR}/translations/template.ts")
     add_custom_command(OUTPUT "${translation_template}"
@@ -45,7 +48,10 @@ endif()
 
 # The translations that the sources hold are compiled and put beside the program, where it looks for
 # them, and into the packages. A program loads one file: Qt's own texts are in it as well.
-file(GLOB translations CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/translations/*.ts")
+file(GLOB translations "${PROJECT_SOURCE_DIR}/translations/*.ts")
+if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/translations")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS translations)
+endif()
 set(compiled_translations "")
 if(translations)
     find_qt_program(VTUPDATER_LRELEASE lrelease)
