@@ -7,6 +7,8 @@ namespace {
 
 constexpr int interval = 100; // ms
 
+void nothing() { }
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -16,7 +18,7 @@ int main(int argc, char *argv[])
     window.setFixedSize(430, 332);
 
     QTimer timer;
-    QObject::connect(&timer, &QTimer::timeout, [] {});
+    QObject::connect(&timer, &QTimer::timeout, nothing);
     if (QCoreApplication::arguments().contains(QStringLiteral("--timer")))
         timer.start(interval);
 

@@ -5,22 +5,15 @@ set -euo pipefail
 
 # shellcheck source=/dev/null
 . "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
+# shellcheck source=/dev/null
+. "$(dirname "${BASH_SOURCE[0]}")/../support/cleansystem.bash"
 
 packages=$(realpath "$1")
 build=$(realpath "$2")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 user=54321
 
-# Everything is mounted in a namespace of its own, so that nothing stays mounted.
-if [ "${TST_PACKAGE_NAMESPACE:-}" != own ]; then
-    as_root=()
-    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-    exec "${as_root[@]}" env TST_PACKAGE_NAMESPACE=own unshare --mount --pid --fork --kill-child \
-        "${BASH_SOURCE[0]}" "$@"
-fi
-mount --make-rprivate /
-mount -t proc proc /proc
-unset http_proxy
+enter_own_namespace "${BASH_SOURCE[0]}" "$@"
 
 scratch=$(mktemp -d /tmp/tst_package.XXXXXX)
 clean=$scratch/clean   # the clean system
@@ -36,19 +29,7 @@ as_user=(setpriv --reuid "$user" --regid "$user" --clear-groups --no-new-privs
 # The user's own namespace is only for entering the clean system without being root.
 enter=(unshare --user --map-current-user "--root=$clean" --wd=/home/tester --)
 
-# What is mounted must not be reached by the removal.
-clean_up()
-{
-    local log
-    for log in "$scratch"/*.log; do
-        [ "$1" -eq 0 ] || {
-            echo "-- $log" && tail -n 40 "$log"
-        }
-    done
-    mount | grep -F " $scratch/" | awk '{ print $3 }' | sort -r | xargs -r -n 1 umount -l
-    rm -rf --one-file-system "$scratch"
-}
-trap 'clean_up $?' EXIT
+trap 'remove_clean_system $? "$scratch"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
@@ -57,19 +38,8 @@ refuse()
     ! "$@"
 }
 
-make_clean_system()
+add_user()
 {
-    local release mirror
-    release=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
-    # shellcheck disable=SC2016 # apt expands it
-    mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' \
-        "Codename: $release" | sed -n 1p)
-    [ -n "$mirror" ] || fail "apt knows no mirror of $release: run apt-get update"
-    mmdebstrap --variant=apt --skip=cleanup/apt/lists "$release" "$clean" "$mirror" \
-        >"$scratch/system.log" 2>&1
-    cp /etc/resolv.conf "$clean/etc/"
-    mount --bind /proc "$clean/proc"
-    mount --bind /dev/pts "$clean/dev/pts" # the simulated device's wire
     mkdir -p "$shared" "$clean$shared"
     mount --bind "$shared" "$clean$shared"
     install -d -m 1777 "$shared/tmp"
@@ -195,7 +165,8 @@ no_file_of_the_package()
     done
 }
 
-make_clean_system
+make_clean_system "$(release_of_machine)" "$scratch"
+add_user
 expect "apt installs the package and what it depends on" install_package "$old"
 write_entrance
 write_question_to_udev

@@ -1,0 +1,69 @@
+# shellcheck shell=bash
+# A clean Debian in a folder, from the mirror that the machine's apt uses. Nothing of it stays.
+
+# A line for the summary of scripts/test, and the end of the test.
+skip()
+{
+    echo "SKIP   : $(basename "$0" .sh) $*"
+    exit 0
+}
+
+# enter_own_namespace SCRIPT [ARGUMENT...]: begins the script anew as root, with mounts and
+# processes that end with it. Skips the test where that cannot be.
+enter_own_namespace()
+{
+    local own=(unshare --mount --pid --fork --kill-child) as_root=() reason
+    if [ "${TST_NAMESPACE:-}" != own ]; then
+        [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+        command -v mmdebstrap >/dev/null || skip "needs mmdebstrap"
+        reason=$("${as_root[@]}" "${own[@]}" true 2>&1) || skip "needs root and namespaces: $reason"
+        exec "${as_root[@]}" env TST_NAMESPACE=own "${own[@]}" "$@"
+    fi
+    mount --make-rprivate /
+    mount -t proc proc /proc
+    unset http_proxy
+}
+
+release_of_machine()
+{
+    sed -n 's/^VERSION_CODENAME=//p' /etc/os-release
+}
+
+mirror_of_machine()
+{
+    # shellcheck disable=SC2016 # apt expands it
+    apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' \
+        "Codename: $(release_of_machine)" | sed -n 1p
+}
+
+# make_clean_system RELEASE SCRATCH: in SCRATCH/clean. The machine's terminals and processes are
+# seen in it. Skips the test if the mirror has no such release.
+make_clean_system()
+{
+    local release=$1 scratch=$2 clean=$2/clean mirror reason
+    mirror=$(mirror_of_machine)
+    [ -n "$mirror" ] || skip "knows no mirror of Debian: apt-get update may help"
+    reason=$(/usr/lib/apt/apt-helper download-file "${mirror%/}/dists/$release/InRelease" \
+        "$scratch/InRelease" 2>&1) || skip "finds no $release in the mirror: ${reason//$'\n'/ }"
+    mmdebstrap --variant=apt --skip=cleanup/apt/lists "$release" "$clean" "$mirror" \
+        >"$scratch/system.log" 2>&1
+    # A system that does not outlive the test need not wait for the disk.
+    echo force-unsafe-io >"$clean/etc/dpkg/dpkg.cfg.d/unsafe-io"
+    cp /etc/resolv.conf "$clean/etc/"
+    mount --bind /proc "$clean/proc"
+    mount --bind /dev/pts "$clean/dev/pts" # the simulated device's wire
+}
+
+# remove_clean_system STATUS SCRATCH: removes the folder and what is mounted there, which must not
+# be reached by the removal. A status other than 0 shows the folder's logs first.
+remove_clean_system()
+{
+    local scratch=$2 log
+    for log in "$scratch"/*.log; do
+        [ "$1" -eq 0 ] || {
+            echo "-- $log" && tail -n 40 "$log"
+        }
+    done
+    mount | grep -F " $scratch/" | awk '{ print $3 }' | sort -r | xargs -r -n 1 umount -l
+    rm -rf --one-file-system "$scratch"
+}
