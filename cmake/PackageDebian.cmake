@@ -11,6 +11,10 @@ as well.")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS avrdude)
+if(QT_MAJOR_VERSION EQUAL 6)
+    # What Qt shows windows with is only recommended by Qt 6 itself.
+    string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", qt6-qpa-plugins")
+endif()
 # With one of these the command tells a user of the desktop why it cannot start the program.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "x11-utils | zenity | kdialog | gxmessage | libnotify-bin")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The Debian package on a clean system, from its installation to its removal:
-# tst_package.sh PACKAGES BUILD, folders with the packages of two versions and the simulated device.
+# tst_package.sh PACKAGES BUILD [RELEASE], folders with the packages of two versions and the simulated
+# device. RELEASE is the machine's own unless given.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -11,6 +12,7 @@ set -euo pipefail
 packages=$(realpath "$1")
 build=$(realpath "$2")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+release=${3:-}
 user=54321
 
 enter_own_namespace "${BASH_SOURCE[0]}" "$@"
@@ -165,7 +167,7 @@ no_file_of_the_package()
     done
 }
 
-make_clean_system "$(release_of_machine)" "$scratch"
+make_clean_system "${release:-$(release_of_machine)}" "$scratch"
 add_user
 expect "apt installs the package and what it depends on" install_package "$old"
 write_entrance
