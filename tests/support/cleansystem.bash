@@ -44,9 +44,9 @@ make_clean_system()
     mirror=$(mirror_of_machine)
     [ -n "$mirror" ] || skip "knows no mirror of Debian: apt-get update may help"
     reason=$(/usr/lib/apt/apt-helper download-file "${mirror%/}/dists/$release/InRelease" \
-        "$scratch/InRelease" 2>&1) || skip "finds no $release in the mirror: ${reason//$'\n'/ }"
+        "$scratch/InRelease" 2>&1) || skip "finds no $release: $(grep -m 1 '^E: ' <<<"$reason")"
     mmdebstrap --variant=apt --skip=cleanup/apt/lists "$release" "$clean" "$mirror" \
-        >"$scratch/system.log" 2>&1
+        >"$scratch/system.log" 2>&1 || fail "mmdebstrap makes a clean $release"
     # A system that does not outlive the test need not wait for the disk.
     echo force-unsafe-io >"$clean/etc/dpkg/dpkg.cfg.d/unsafe-io"
     cp /etc/resolv.conf "$clean/etc/"
@@ -64,6 +64,7 @@ remove_clean_system()
             echo "-- $log" && tail -n 40 "$log"
         }
     done
-    mount | grep -F " $scratch/" | awk '{ print $3 }' | sort -r | xargs -r -n 1 umount -l
+    mount | awk -v folder="$scratch/" 'index($3, folder) == 1 { print $3 }' | sort -r \
+        | xargs -r -n 1 umount -l
     rm -rf --one-file-system "$scratch"
 }
