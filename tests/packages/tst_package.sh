@@ -46,7 +46,10 @@ add_user()
     mount --bind "$shared" "$clean$shared"
     install -d -m 1777 "$shared/tmp"
     chmod 755 "$scratch"
-    chroot "$clean" useradd --uid "$user" --create-home --shell /bin/sh tester
+    # Not every release has a command for that from the start.
+    echo "tester:x:$user:$user::/home/tester:/bin/sh" >>"$clean/etc/passwd"
+    echo "tester:x:$user:" >>"$clean/etc/group"
+    install -d -o "$user" -g "$user" "$home"
     # The session's bus serves no user whom this machine does not know.
     mount --bind "$clean/etc/passwd" /etc/passwd
 }
