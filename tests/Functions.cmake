@@ -1,5 +1,5 @@
 # How the folders of the tests register what stands in them. A test whose tools or libraries are
-# missing is left out, and tests/CMakeLists.txt tells of all of them at once.
+# missing is left out, and the end of the configuration tells of all of them at once.
 
 # vtupdater_leave_out(TEST MISSING...): what is missing has the name of its Debian package.
 function(vtupdater_leave_out test)

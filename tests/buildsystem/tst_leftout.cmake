@@ -76,7 +76,7 @@ function(machine_without_the_pieces_of_the_chip)
 endfunction()
 
 function(rest_is_built_and_runs)
-    execute_process(COMMAND ${CMAKE_COMMAND} --build "${folder}" --target tst_sketch on-desktop
+    execute_process(COMMAND ${CMAKE_COMMAND} --build "${folder}" --target tst_sketch
         RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT code EQUAL 0)
         message(FATAL_ERROR "The rest cannot be built: ${output}")
@@ -95,9 +95,10 @@ function(forwarder_without_qt_is_no_tool)
     file(STRINGS "${folder}/CMakeCache.txt" real REGEX "^VTUPDATER_LRELEASE:")
     string(REGEX REPLACE "^.*=(.*)/[^/]*$" "\\1" real "${real}")
     set(ENV{PATH} "${scratch}/forwarders:$ENV{PATH}")
-    configure("-DCMAKE_IGNORE_PATH=${real}" -DVTUPDATER_TOOL_nginx=)
+    configure("-DCMAKE_IGNORE_PATH=${real}" -DVTUPDATER_TOOL_nginx=
+        -DVTUPDATER_BUILD_BENCHMARKS=ON)
     expect_left_out("qt[a-z0-9-]+tools" tst_startup tst_translation)
-    expect_left_out("nginx-light" tst_publishingguide)
+    expect_left_out("nginx-light" tst_publishingguide tst_benchmarks)
     expect_there(tst_sketch tst_devices)
 endfunction()
 
