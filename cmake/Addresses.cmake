@@ -11,7 +11,18 @@ set(VTUPDATER_QT_PAGE "https://www.qt.io/download-open-source")
 set(VTUPDATER_AVRDUDE_PAGE "https://github.com/avrdudes/avrdude")
 set(VTUPDATER_LIBUSB_PAGE "https://libusb.info")
 
-if(NOT VTUPDATER_REPOSITORY_URL MATCHES "^http://.+/vt_updater/$")
+# A file's name is put behind the address as it stands, so it must be all path from the host on.
+set(host_name "[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)*")
+set(host "(${host_name}|\\[[0-9A-Fa-f:.]+\\])")
+set(path_characters "([A-Za-z0-9._~!$&*+,=:@-]|%[0-9A-Fa-f][0-9A-Fa-f])+")
+if(NOT VTUPDATER_REPOSITORY_URL MATCHES
+        "^http://${host}(:([0-9]+))?(/${path_characters})*/vt_updater/$")
     message(FATAL_ERROR "VTUPDATER_REPOSITORY_URL must be an http address whose path ends in "
-                        "/vt_updater/, not \"${VTUPDATER_REPOSITORY_URL}\".")
+                        "/vt_updater/, without blanks, quotation marks or a query, not "
+                        "\"${VTUPDATER_REPOSITORY_URL}\".")
+endif()
+set(port "${CMAKE_MATCH_4}")
+if(NOT port STREQUAL "" AND (port LESS 1 OR port GREATER 65535))
+    message(FATAL_ERROR "VTUPDATER_REPOSITORY_URL must be an http address with a port from 1 to "
+                        "65535, not \"${VTUPDATER_REPOSITORY_URL}\".")
 endif()

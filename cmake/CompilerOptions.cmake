@@ -37,8 +37,45 @@ target_compile_definitions(vtupdater_options INTERFACE
     QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING
 )
+# What users run is hardened as distributions do it. Qt's own options make the code position
+# independent already; the check lets CMake link it so.
+include(CheckPIESupported)
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+check_pie_supported(LANGUAGES CXX)
+foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
+        -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "VTUPDATER_HAS${flag}" known)
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known})
+        target_compile_options(vtupdater_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:${flag}>)
+    endif()
+endforeach()
+# Where the compiler sets a level itself, that one stays.
+set(CMAKE_REQUIRED_FLAGS -O2)
+check_cxx_source_compiles("
+#ifdef _FORTIFY_SOURCE
+#error
+#endif
+int main() {}" VTUPDATER_FORTIFY)
+unset(CMAKE_REQUIRED_FLAGS)
+if(VTUPDATER_FORTIFY AND NOT VTUPDATER_SANITIZERS)
+    target_compile_definitions(vtupdater_options INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()
 # The table of imported functions is filled at the start and read-only from then on.
 target_link_options(vtupdater_options INTERFACE $<$<PLATFORM_ID:Linux>:-Wl,-z,relro,-z,now>)
+
+# The same sources make the same program, whatever the folder that they lie in. A debugger of the
+# sources finds them by their path.
+check_cxx_compiler_flag(-ffile-prefix-map=a=b VTUPDATER_HAS_FILE_PREFIX_MAP)
+if(VTUPDATER_HAS_FILE_PREFIX_MAP)
+    # The last that fits counts, and a build folder often lies in the sources.
+    foreach(folder "${PROJECT_SOURCE_DIR}=." "${PROJECT_BINARY_DIR}=build")
+        target_compile_options(vtupdater_options INTERFACE
+            "$<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${folder}>")
+    endforeach()
+endif()
 
 if(VTUPDATER_SANITIZERS)
     set(sanitizers -fsanitize=address,undefined)

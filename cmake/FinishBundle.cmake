@@ -39,9 +39,10 @@ run("${macdeployqt}" "${bundle}" -always-overwrite)
 
 file(GLOB_RECURSE libraries "${contents}/Frameworks/*.dylib" "${contents}/PlugIns/*.dylib")
 file(GLOB frameworks "${contents}/Frameworks/*.framework")
-# All that lies in MacOS counts as code, the uploader's configuration too.
+# All that lies in MacOS counts as code, the uploader's configuration and translations too.
 file(GLOB uploader "${contents}/MacOS/avrdude/*")
-foreach(file IN LISTS libraries frameworks uploader ITEMS "${bundle}")
+file(GLOB translations "${contents}/MacOS/*.qm")
+foreach(file IN LISTS libraries frameworks uploader translations ITEMS "${bundle}")
     sign("${file}")
 endforeach()
 run(codesign --verify --deep --strict "${bundle}")

@@ -13,6 +13,7 @@ set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resourc
 set_target_properties(VTUpdater PROPERTIES MACOSX_BUNDLE_INFO_PLIST "${package_files}/Info.plist")
 
 install(TARGETS VTUpdater BUNDLE DESTINATION . COMPONENT bundle)
+install(FILES ${compiled_translations} DESTINATION VTUpdater.app/Contents/MacOS COMPONENT bundle)
 if(TARGET stage_uploader)
     set(uploader_folder VTUpdater.app/Contents/MacOS/avrdude)
     install(PROGRAMS "${VTUPDATER_AVRDUDE}" DESTINATION ${uploader_folder} COMPONENT bundle)

@@ -11,6 +11,10 @@ as well.")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS avrdude)
+if(QT_MAJOR_VERSION EQUAL 6)
+    # What Qt shows windows with is only recommended by Qt 6 itself.
+    string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", qt6-qpa-plugins")
+endif()
 # With one of these the command tells a user of the desktop why it cannot start the program.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "x11-utils | zenity | kdialog | gxmessage | libnotify-bin")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -21,11 +25,12 @@ string(REPLACE "\n\n" "\n.\n" licence_text "${licence_text}")
 string(REPLACE "\n" "\n " licence_text " ${licence_text}")
 
 configure_file("${deploy}/debian/copyright.in" "${package_files}/copyright" @ONLY)
-configure_file("${deploy}/debian/changelog.in" "${package_files}/changelog" @ONLY)
+include(cmake/Releases.cmake)
 configure_file("${deploy}/debian/metainfo.xml.in" "${package_files}/metainfo.xml" @ONLY)
 configure_file("${deploy}/debian/vantrel-updater.1" "${package_files}/vantrel-updater.1" COPYONLY)
 
 install(TARGETS VTUpdater RUNTIME DESTINATION libexec/vantrel-updater COMPONENT debian)
+install(FILES ${compiled_translations} DESTINATION libexec/vantrel-updater COMPONENT debian)
 install(PROGRAMS "${deploy}/debian/vantrel-updater" DESTINATION bin COMPONENT debian)
 install(FILES "${deploy}/debian/60-vantrel-updater.rules"
     DESTINATION lib/udev/rules.d COMPONENT debian)

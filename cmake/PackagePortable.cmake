@@ -1,6 +1,7 @@
 # What the portable archive holds: one folder with everything in it.
 
 install(TARGETS VTUpdater RUNTIME DESTINATION . COMPONENT portable)
+install(FILES ${compiled_translations} DESTINATION . COMPONENT portable)
 install(FILES LICENSE DESTINATION . COMPONENT portable)
 if(TARGET stage_uploader)
     install(PROGRAMS "${VTUPDATER_AVRDUDE}" DESTINATION avrdude COMPONENT portable)

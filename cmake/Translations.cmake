@@ -15,8 +15,22 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/translations/files.lst"
 
 # For the build itself no translation tools are needed.
 get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
-get_filename_component(qt_tools "${qmake}" DIRECTORY)
-find_program(VTUPDATER_LUPDATE lupdate HINTS "${qt_tools}" DOC "Collects the texts to translate")
+get_filename_component(qt_programs "${qmake}" DIRECTORY)
+set(QT_MAJOR_VERSION 5)
+
+# find_qt_program(VARIABLE NAME): a command of the chosen Qt. One of another Qt is none, nor is a
+# forwarder with nothing behind it.
+function(find_qt_program variable name)
+    foreach(attempt cached searched)
+        find_program(${variable} ${name} HINTS "${qt_programs}")
+        execute_process(COMMAND "${${variable}}" -version OUTPUT_VARIABLE version ERROR_QUIET)
+        if(version MATCHES "version ${QT_MAJOR_VERSION}[.]")
+            return()
+        endif()
+        unset(${variable} CACHE)
+    endforeach()
+endfunction()
+find_qt_program(VTUPDATER_LUPDATE lupdate)
 if(VTUPDATER_LUPDATE)
     set(translation_template "${PROJECT_BINARY_DIR}/translations/template.ts")
     add_custom_command(OUTPUT "${translation_template}"
@@ -27,4 +41,70 @@ if(VTUPDATER_LUPDATE)
         VERBATIM
     )
     add_custom_target(translation_template DEPENDS "${translation_template}")
+endif()
+
+# The translations that the sources hold are compiled and put beside the program, where it looks for
+# them, and into the packages. A program loads one file: Qt's own texts are in it as well.
+file(GLOB translations "${PROJECT_SOURCE_DIR}/translations/*.ts")
+if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/translations")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS translations)
+endif()
+set(compiled_translations "")
+if(translations)
+    find_qt_program(VTUPDATER_LRELEASE lrelease)
+    # It tells no version, so it is the one of the same package.
+    get_filename_component(lrelease_folder "${VTUPDATER_LRELEASE}" DIRECTORY)
+    find_program(VTUPDATER_LCONVERT lconvert PATHS "${lrelease_folder}" NO_DEFAULT_PATH)
+    execute_process(COMMAND "${qmake}" -query QT_INSTALL_TRANSLATIONS
+        OUTPUT_VARIABLE catalogues OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
+if(translations AND NOT (VTUPDATER_LRELEASE AND VTUPDATER_LCONVERT))
+    set(package_obstacle "The translations are left out: scripts/install-packages translate installs \
+lrelease and lconvert, which compile them.")
+    message(WARNING "${package_obstacle}")
+    set(translations "")
+endif()
+
+# compile_translation(FILE LOCALE)
+function(compile_translation file locale)
+    set(own "${PROJECT_BINARY_DIR}/translations/${locale}.own.qm")
+    set(compiled "${PROJECT_BINARY_DIR}/translations/${locale}.qm")
+    string(REGEX REPLACE "_.*" "" language "${locale}")
+    find_file(VTUPDATER_CATALOGUE_${locale} NAMES qtbase_${locale}.qm qtbase_${language}.qm
+        PATHS "${catalogues}" NO_DEFAULT_PATH)
+    mark_as_advanced(VTUPDATER_CATALOGUE_${locale})
+    set(catalogue "")
+    if(VTUPDATER_CATALOGUE_${locale})
+        set(catalogue -i "${VTUPDATER_CATALOGUE_${locale}}")
+    else()
+        message(STATUS "Qt itself has no translation for ${locale}: its buttons stay English.")
+    endif()
+    add_custom_command(OUTPUT "${compiled}"
+        COMMAND "${VTUPDATER_LRELEASE}" -silent "${file}" -qm "${own}"
+        COMMAND "${VTUPDATER_LCONVERT}" -i "${own}" ${catalogue} -target-language ${locale}
+                -of qm -o "${compiled}"
+        DEPENDS "${file}" ${VTUPDATER_CATALOGUE_${locale}}
+        COMMENT "Compiling the translation ${locale}"
+        VERBATIM
+    )
+endfunction()
+
+foreach(file IN LISTS translations)
+    get_filename_component(locale "${file}" NAME_WE)
+    if(NOT locale MATCHES "^[a-z][a-z][a-z]?(_[A-Z][A-Z])?$")
+        message(FATAL_ERROR "\"${file}\" does not name a language, such as de.ts, or a language and "
+                            "its country, such as de_DE.ts")
+    endif()
+    compile_translation("${file}" ${locale})
+    list(APPEND compiled_translations "${PROJECT_BINARY_DIR}/translations/${locale}.qm")
+endforeach()
+if(compiled_translations)
+    add_custom_target(stage_translations ALL
+        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${compiled_translations}
+                "$<TARGET_FILE_DIR:VTUpdater>"
+        DEPENDS ${compiled_translations}
+        VERBATIM
+    )
+    # Else the folder may not be there yet.
+    add_dependencies(stage_translations VTUpdater)
 endif()

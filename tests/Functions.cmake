@@ -1,15 +1,79 @@
-# How the folders of the tests register what stands in them.
+# How the folders of the tests register what stands in them. A test whose tools or libraries are
+# missing is left out, and the end of the configuration tells of all of them at once.
 
-# vtupdater_add_test(NAME [USB | DEVICE PORT] [PROCESSORS PLACES] [COST SECONDS] [TIMEOUT SECONDS]
-#                    [LABELS LABEL...])
+# vtupdater_leave_out(TEST MISSING...): what is missing has the name of its Debian package.
+function(vtupdater_leave_out test)
+    list(REMOVE_DUPLICATES ARGN)
+    list(SORT ARGN)
+    list(JOIN ARGN ", " missing)
+    set_property(GLOBAL APPEND PROPERTY missing_for_tests "${missing}")
+    set_property(GLOBAL APPEND PROPERTY "tests_without_${missing}" ${test})
+endfunction()
+
+function(vtupdater_tell_what_is_left_out)
+    get_property(all GLOBAL PROPERTY missing_for_tests)
+    if(NOT all)
+        return()
+    endif()
+    list(REMOVE_DUPLICATES all)
+    set(text "Tests are left out, for want of:")
+    foreach(missing IN LISTS all)
+        get_property(tests GLOBAL PROPERTY "tests_without_${missing}")
+        list(JOIN tests " " tests)
+        string(APPEND text "\n  ${missing}: ${tests}")
+    endforeach()
+    message(WARNING "${text}")
+endfunction()
+
+# vtupdater_has(RESULT TEST PROGRAM=PACKAGE...): whether all are there; if not, leaves the test out.
+function(vtupdater_has result test)
+    set(missing "")
+    foreach(need IN LISTS ARGN)
+        string(REGEX MATCH "(.+)=(.+)" need "${need}")
+        set(program "${CMAKE_MATCH_1}")
+        set(package "${CMAKE_MATCH_2}")
+        find_program(VTUPDATER_TOOL_${program} ${program} PATHS /usr/sbin)
+        mark_as_advanced(VTUPDATER_TOOL_${program})
+        if(NOT VTUPDATER_TOOL_${program})
+            list(APPEND missing ${package})
+        endif()
+    endforeach()
+    set(${result} ON PARENT_SCOPE)
+    if(missing)
+        set(${result} OFF PARENT_SCOPE)
+        vtupdater_leave_out(${test} ${missing})
+    endif()
+endfunction()
+
+# vtupdater_has_device(RESULT TEST...): whether the simulated device is built; if not, leaves them out.
+function(vtupdater_has_device result)
+    set(${result} ON PARENT_SCOPE)
+    if(NOT TARGET simulated-device)
+        set(${result} OFF PARENT_SCOPE)
+        foreach(test IN LISTS ARGN)
+            vtupdater_leave_out(${test} "the simulated device")
+        endforeach()
+    endif()
+endfunction()
+
+# vtupdater_add_test(NAME [LINUX] [USB | DEVICE PORT] [PROCESSORS PLACES] [COST SECONDS]
+#                    [TIMEOUT SECONDS] [LABELS LABEL...])
 # One QtTest program, built into one folder with all others, and a test of its name and the suffix
 # that tells one build's tests from another's. USB runs it where adapters can be plugged in, DEVICE on
 # a simulated device; each such test has a port name of its own, because QSerialPort locks names.
 # PROCESSORS says how many of a core's places it takes, all of them on a simulated device, whose chip
-# must keep up with the clock. What has a COST begins early. The time limit, 600 s unless given, ends
-# what hangs: a test that waits in vain says so before.
+# must keep up with the clock. What has a COST begins early. LINUX is for what uses more than POSIX.
+# The time limit, 600 s unless given, ends what hangs: a test that waits in vain says so before.
 function(vtupdater_add_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "USB" "DEVICE;PROCESSORS;COST;TIMEOUT" "LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "LINUX;USB" "DEVICE;PROCESSORS;COST;TIMEOUT" "LABELS")
+    if(arg_LINUX AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+        vtupdater_leave_out(${name} Linux)
+        return()
+    endif()
+    if(arg_USB AND missing_for_usb)
+        vtupdater_leave_out(${name} ${missing_for_usb})
+        return()
+    endif()
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 600)
     endif()
@@ -65,6 +129,9 @@ endfunction()
 
 # The same test program once more, on a real display with a window manager.
 function(vtupdater_test_on_desktop name)
+    if(NOT TARGET ${name})
+        return()
+    endif()
     set(test ${name}_on_desktop${VTUPDATER_TEST_SUFFIX})
     get_test_property(${name}${VTUPDATER_TEST_SUFFIX} ENVIRONMENT environment)
     get_test_property(${name}${VTUPDATER_TEST_SUFFIX} TIMEOUT timeout)
@@ -81,6 +148,9 @@ endfunction()
 
 # Tests that start the program itself.
 function(vtupdater_test_starts_program name)
+    if(NOT TARGET ${name})
+        return()
+    endif()
     target_compile_definitions(${name} PRIVATE VTUPDATER_PROGRAM="$<TARGET_FILE:VTUpdater>")
     add_dependencies(${name} VTUpdater)
 endfunction()

@@ -103,11 +103,16 @@ function(half_a_packaged_uploader_is_refused)
 endfunction()
 
 function(repository_address_can_be_given)
-    expect_configured(-DVTUPDATER_REPOSITORY_URL=http://other.example:8080/a/vt_updater/)
-    file(READ "${scratch_build}/generated/addresses.h" addresses)
-    if(NOT addresses MATCHES "\"http://other.example:8080/a/vt_updater/\"")
-        message(SEND_ERROR "The given address did not get into the program: ${addresses}")
-    endif()
+    foreach(address
+            "http://other.example:8080/a/vt_updater/" "http://nas_2/vt_updater/"
+            "http://127.0.0.1:65535/vt_updater/" "http://[::1]:1/~maker/%20b/x+y,z=1/vt_updater/")
+        expect_configured("-DVTUPDATER_REPOSITORY_URL=${address}")
+        file(READ "${scratch_build}/generated/addresses.h" addresses)
+        string(FIND "${addresses}" "\"${address}\"" place)
+        if(place EQUAL -1)
+            message(SEND_ERROR "The given address did not get into the program: ${addresses}")
+        endif()
+    endforeach()
 endfunction()
 
 function(malformed_repository_address_is_refused)
@@ -115,13 +120,27 @@ function(malformed_repository_address_is_refused)
             "" "/vt_updater/" "http:///vt_updater/" "http://other.example/"
             "http://other.example/vt_updater" "http://other.example/vt_updater/more"
             "https://other.example/vt_updater/" "ftp://other.example/vt_updater/"
-            " http://other.example/vt_updater/" "http://other.example/my_vt_updater/")
+            " http://other.example/vt_updater/" "http://other.example/my_vt_updater/"
+            "http://a b/vt_updater/" "http://other.example/a b/vt_updater/"
+            "http://other.example:99999/vt_updater/" "http://other.example:0/vt_updater/"
+            "http://other.example:99999999999999999999/vt_updater/"
+            "http://other.example:/vt_updater/" "http://other.example:a/vt_updater/"
+            "http://other..example/vt_updater/" "http://other.example//vt_updater/"
+            "http://other.example/?x=/vt_updater/" "http://other.example/#/vt_updater/"
+            "http://other.example/\"/vt_updater/" "http://other.example/\\n/vt_updater/"
+            "http://other.example/%2/vt_updater/" "http://[other.example]/vt_updater/")
         configure(result "-DVTUPDATER_REPOSITORY_URL=${address}")
         if(result EQUAL 0)
             message(SEND_ERROR "The address \"${address}\" was taken")
         endif()
         if(NOT output MATCHES "VTUPDATER_REPOSITORY_URL must be an http address")
             message(SEND_ERROR "The address \"${address}\" is not explained: ${output}")
+        endif()
+        # Long lines are broken at blanks.
+        string(REGEX REPLACE "[ \n]+" " " output "${output}")
+        string(FIND "${output}" "\"${address}\"" place)
+        if(place EQUAL -1)
+            message(SEND_ERROR "The address \"${address}\" is not named: ${output}")
         endif()
     endforeach()
 endfunction()

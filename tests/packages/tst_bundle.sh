@@ -40,7 +40,8 @@ pretend_tools()
 {
     rm -rf "$bundle" "$calls" "$tools"
     mkdir -p "$bundle/Contents/MacOS/avrdude" "$tools"
-    touch "$bundle/Contents/MacOS/avrdude/avrdude" "$bundle/Contents/MacOS/avrdude/avrdude.conf"
+    touch "$bundle/Contents/MacOS/avrdude/avrdude" "$bundle/Contents/MacOS/avrdude/avrdude.conf" \
+        "$bundle/Contents/MacOS/de_DE.qm"
     pretend codesign <<<""
     pretend macdeployqt <<'TEXT'
 mkdir -p "$1/Contents/Frameworks/QtCore.framework/Versions/5" "$1/Contents/PlugIns/platforms"
@@ -92,12 +93,13 @@ codesign --force --sign - PlugIns/platforms/libqcocoa.dylib
 codesign --force --sign - Frameworks/QtCore.framework
 codesign --force --sign - MacOS/avrdude/avrdude
 codesign --force --sign - MacOS/avrdude/avrdude.conf
+codesign --force --sign - MacOS/de_DE.qm
 codesign --force --sign - BUNDLE
 codesign --verify --deep --strict BUNDLE" calls_in_order
 
 pretend_tools
 expect "a bundle is signed for others" finish "Developer ID"
-expect_text "every signature is the developer's, with a time stamp" 6 \
+expect_text "every signature is the developer's, with a time stamp" 7 \
     calls_of "codesign --force --options runtime --timestamp --sign Developer ID"
 
 pretend_tools

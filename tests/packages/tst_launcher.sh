@@ -206,6 +206,23 @@ expect_soon "that copy is renewed" says_folder renewed
 kill -CONT "$former"
 expect_soon "and finds its folder" says_folder former
 
+enter_home translated
+start untranslated
+expect_soon "a program without translations runs" says_folder untranslated
+install -m 644 /dev/null "${installed%/*}/de_DE.qm"
+install -m 644 /dev/null "${installed%/*}/nl.qm"
+mkdir -p "$folder"
+echo "the user's own" >"$folder/nl.qm"
+start translated
+expect_soon "one with translations runs" says_folder translated
+expect_text "a translation lies beside the program" "${installed%/*}/de_DE.qm" \
+    readlink "$folder/de_DE.qm"
+expect_text "one of the user's own stays" "the user's own" cat "$folder/nl.qm"
+rm "${installed%/*}"/*.qm
+start untranslated_again
+expect_soon "a translation that is gone does no harm" says_folder untranslated_again
+end_all
+
 enter_home locked
 start first
 expect_soon "a program runs" says_folder first

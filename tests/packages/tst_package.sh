@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The Debian package on a clean system, from its installation to its removal:
-# tst_package.sh PACKAGES BUILD, folders with the packages of two versions and the simulated device.
+# tst_package.sh PACKAGES BUILD [RELEASE], folders with the packages of two versions and the simulated
+# device. RELEASE is the machine's own unless given.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -11,6 +12,7 @@ set -euo pipefail
 packages=$(realpath "$1")
 build=$(realpath "$2")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+release=${3:-}
 user=54321
 
 enter_own_namespace "${BASH_SOURCE[0]}" "$@"
@@ -44,8 +46,10 @@ add_user()
     mount --bind "$shared" "$clean$shared"
     install -d -m 1777 "$shared/tmp"
     chmod 755 "$scratch"
-    apt install passwd # which not every minimal system has
-    chroot "$clean" useradd --uid "$user" --create-home --shell /bin/sh tester
+    # Not every release has a command for that from the start.
+    echo "tester:x:$user:$user::/home/tester:/bin/sh" >>"$clean/etc/passwd"
+    echo "tester:x:$user:" >>"$clean/etc/group"
+    install -d -o "$user" -g "$user" "$home"
     # The session's bus serves no user whom this machine does not know.
     mount --bind "$clean/etc/passwd" /etc/passwd
 }
@@ -125,6 +129,11 @@ runs()
     [ "/proc/$program/exe" -ef "$1" ]
 }
 
+has_loaded()
+{
+    grep -qF "$1" "/proc/$program/maps"
+}
+
 # refuses_to_start TEXT NAME=VALUE...: the command ends with an error that holds the text.
 refuses_to_start()
 {
@@ -161,7 +170,7 @@ no_file_of_the_package()
     done
 }
 
-make_clean_system "$(release_of_machine)" "$scratch"
+make_clean_system "${release:-$(release_of_machine)}" "$scratch"
 add_user
 expect "apt installs the package and what it depends on" install_package "$old"
 write_entrance
@@ -169,9 +178,9 @@ write_question_to_udev
 
 expect "apt installs udev, which the package can do without" apt install udev
 expect "udev reads the rules for the device" ask_udev
-expect "it gives the device to the user of the seat" grep -q '^TAGS=.*:uaccess:' "$scratch/udev.log"
+expect "it gives the device to the user of the seat" grep -q '^ *TAGS=.*:uaccess:' "$scratch/udev.log"
 expect "it keeps ModemManager from the device" \
-    grep -qx 'ID_MM_DEVICE_IGNORE=1' "$scratch/udev.log"
+    grep -q '^ *ID_MM_DEVICE_IGNORE=1$' "$scratch/udev.log"
 
 expect "an ordinary user synchronises and updates the device" update_device
 expect "the sketches lie in the user's folder" keeps_sketches
@@ -202,6 +211,12 @@ expect_soon "the upgraded program starts" runs "$folder/VTUpdater"
 expect "the user's copy is the new program" cmp "$installed" "$folder/VTUpdater"
 expect "the running program keeps its file" cmp "$scratch/old" "/proc/$running/exe"
 expect_text "no other copy is left" 2 copies
+upgraded=$program
+start_program german LC_ALL=de_DE.UTF-8
+expect_soon "the upgrade's translation is found" \
+    has_loaded "$clean/usr/libexec/vantrel-updater/de_DE.qm"
+stop_program "$program"
+program=$upgraded
 expect "a configuration of the user's own stays" \
     grep -q "the user's own" "$folder/avrdude/avrdude.conf"
 stop_program "$program"

@@ -6,6 +6,7 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
 
 archive=$(echo "$1"/old/*.tar.gz)
+german_archive=$(echo "$1"/new/*.tar.gz)
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/Vantrel Updater test.XXXXXX")
 program=
 clean_up()
@@ -42,6 +43,11 @@ runs()
     [ "$(readlink "/proc/$program/exe")" = "$folder/VTUpdater" ]
 }
 
+has_loaded()
+{
+    grep -qF "$1" "/proc/$program/maps"
+}
+
 # The help of a part that it does not know lists all that it knows.
 knows_chip()
 {
@@ -64,3 +70,11 @@ export QT_QPA_PLATFORM=offscreen http_proxy=http://127.0.0.1:9 HOME=$scratch
 program=$!
 expect_soon "the program makes the sketches' folder beside it" test -d "$folder/compiled_sketches"
 expect "it is the unpacked program that runs" runs
+kill "$program"
+
+mkdir "$scratch/german"
+tar -C "$scratch/german" -xf "$german_archive"
+folder=$(echo "$scratch"/german/*)
+LC_ALL=de_DE.UTF-8 "$folder/VTUpdater" >"$scratch/log" 2>&1 &
+program=$!
+expect_soon "a translation that the sources hold is there and found" has_loaded "$folder/de_DE.qm"

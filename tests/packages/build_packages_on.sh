@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Builds packages on a clean Debian, with nothing but what scripts/package and install-packages bring:
+# build_packages_on.sh RELEASE QT SOURCES FOLDER. SOURCES is a copy of the sources that is already there
+# for the machine's own packages, FOLDER/old and FOLDER/new are as there. What was fetched stays in it.
+set -euo pipefail
+
+# shellcheck source=/dev/null
+. "$(dirname "${BASH_SOURCE[0]}")/../support/expectations.bash"
+# shellcheck source=/dev/null
+. "$(dirname "${BASH_SOURCE[0]}")/../support/cleansystem.bash"
+
+release=$1
+qt=$2
+sources=$(realpath "$3")
+folder=$(realpath -m "$4")
+mkdir -p "$folder"
+enter_own_namespace "${BASH_SOURCE[0]}" "$@"
+
+scratch=$(mktemp -d /tmp/build_packages_on.XXXXXX)
+clean=$scratch/clean
+tree=$clean/vantrel-updater
+
+# Root has made what belongs to the one whose folder it is.
+clean_up()
+{
+    remove_clean_system "$1" "$scratch"
+    rm -rf "$folder/fetched/partial"
+    chown -R --reference="$folder" "$folder"
+}
+trap 'clean_up $?' EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+copy_sources()
+{
+    mkdir "$tree"
+    tar -c -C "$sources" --exclude=./build-package --exclude=./translations . \
+        | tar -x -C "$tree" --no-same-owner
+}
+
+keep_fetched_packages()
+{
+    mkdir -p "$folder/fetched"
+    mount --bind "$folder/fetched" "$clean/var/cache/apt/archives"
+}
+
+# in_clean_system LOG COMMAND...: in the sources' folder.
+in_clean_system()
+{
+    local log=$scratch/$1.log
+    shift
+    # shellcheck disable=SC2016 # the inner shell expands it
+    chroot "$clean" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root TERM=dumb \
+        sh -c 'cd /vantrel-updater && exec "$@"' sh "$@" 2>"$log" </dev/null
+}
+
+# package KIND TYPE... [-- OPTION...]
+package()
+{
+    local place=$folder/$1 kind=$1 file
+    shift
+    rm -rf "$place"
+    mkdir -p "$place"
+    in_clean_system "$kind" scripts/package --qt "$qt" "$@" >"$scratch/files" || return 1
+    while read -r file; do
+        mv "$clean$file" "$place"
+    done <"$scratch/files"
+}
+
+depends_on_qt()
+{
+    dpkg-deb -f "$folder/old"/*.deb Depends | tr ',' '\n' \
+        | grep -E "^ *libqt${qt}serialport$qt(t64)?\\b" >/dev/null
+}
+
+make_clean_system "$release" "$scratch"
+copy_sources
+keep_fetched_packages
+task=build
+[ "$qt" = 5 ] || task=qt$qt
+expect "what building needs is installed" in_clean_system install scripts/install-packages "$task"
+expect "the portable archive is built with that alone" package portable tgz
+expect "the Debian package installs what it needs besides" package old deb
+expect "it depends on the Qt that it was built with" depends_on_qt
+cp -r "$sources/translations" "$tree"
+expect "a later version with a translation is built" package new deb -- \
+    -DVTUPDATER_PACKAGE_VERSION=1.0~beta7 \
+    -DVTUPDATER_REPOSITORY_URL=http://new.korvex.example/vt_updater/
