@@ -14,9 +14,7 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/translations/files.lst"
     CONTENT "-I${PROJECT_SOURCE_DIR}\n${translated_files_lines}\n")
 
 # For the build itself no translation tools are needed.
-get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
-get_filename_component(qt_tools "${qmake}" DIRECTORY)
-find_program(VTUPDATER_LUPDATE lupdate HINTS "${qt_tools}" DOC "Collects the texts to translate")
+find_qt_program(VTUPDATER_LUPDATE lupdate)
 if(VTUPDATER_LUPDATE)
     set(translation_template "${PROJECT_BINARY_DIR}/translations/template.ts")
     add_custom_command(OUTPUT "${translation_template}"

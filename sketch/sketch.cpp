@@ -6,10 +6,10 @@ Sketch::Sketch(QFileInfo file)
 {
     const QLatin1String mark("__");
     const QString baseName = file.baseName();
-    const int end = baseName.indexOf(mark);
+    const auto end = baseName.indexOf(mark);
     if (end < 0 || baseName.indexOf(mark, end + mark.size()) >= 0)
         return;
 
     name = baseName.left(end);
-    version = baseName.midRef(end + mark.size()).toInt();
+    version = baseName.mid(end + mark.size()).toInt();
 }

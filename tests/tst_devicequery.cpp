@@ -19,6 +19,7 @@
 #include <fcntl.h>
 #include <termios.h>
 #include <thread>
+#include <utility>
 #include <unistd.h>
 
 namespace {
@@ -448,7 +449,7 @@ void tst_DeviceQuery::recommendationComparesWithTheLocalSketch()
     QFETCH(QStringList, sketches);
     QFETCH(QByteArray, answer);
     QFETCH(QString, expected);
-    for (const QString &sketch : qAsConst(sketches))
+    for (const QString &sketch : std::as_const(sketches))
         ApplicationDirectory::addSketch(sketch);
     ScriptedDevice device({answer});
     MainWindow window;

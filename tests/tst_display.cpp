@@ -341,7 +341,7 @@ void tst_Display::textsOfTheAboutDialog()
 void tst_Display::picturesAreSharp()
 {
     const auto *button = child<QPushButton>(*window, "pushButton_update");
-    const QPixmap emblem = button->icon().pixmap(window->windowHandle(), button->iconSize());
+    const QPixmap emblem = button->icon().pixmap(button->iconSize());
     const int height = qMin(111, qRound(50 * dotsPerInch() / 96.0));
     QVERIFY2(emblem.height() == height, qPrintable(QString::number(emblem.height())));
 }

@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -309,7 +310,7 @@ void tst_Publishing::cleanup()
 
 void tst_Publishing::publish(const QStringList &baseNames)
 {
-    for (const QString &fileName : qAsConst(published))
+    for (const QString &fileName : std::as_const(published))
         publisher->removeFile(fileName);
     published.clear();
     for (const QString &baseName : baseNames)
@@ -344,7 +345,7 @@ void tst_Publishing::sketchMayBeCachedForGood()
     QVERIFY(headerOf(answer).contains("\r\nContent-Length: " + QByteArray::number(image.size())
                                       + "\r\n"));
     QCOMPARE(bodyOf(answer), image);
-    QVERIFY2(std::abs(headerOf(answer).size() - headerSize) < 50, headerOf(answer).constData());
+    QVERIFY2(std::abs(int(headerOf(answer).size()) - headerSize) < 50, headerOf(answer).constData());
 }
 
 void tst_Publishing::nothingElseIsServed_data()
@@ -384,7 +385,7 @@ void tst_Publishing::programMirrorsWhatIsPublished()
 
     program.start();
     QTRY_COMPARE_WITH_TIMEOUT(program.sketches().size(), published.size(), patience);
-    for (const QString &fileName : qAsConst(published)) {
+    for (const QString &fileName : std::as_const(published)) {
         const QByteArray image = program.contentOf(fileName);
         QVERIFY2(!image.isEmpty(), qPrintable(fileName));
         QCOMPARE(image, ApplicationDirectory::contentOf(publisher->servedFile(fileName)));

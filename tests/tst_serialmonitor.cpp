@@ -792,7 +792,7 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull()
     while (view(monitor)->toPlainText() == received) {
         const QString more = letters(500);
         received += QLatin1Char('\n') + more;
-        place += 1 + more.size();
+        place += 1 + int(more.size());
         monitor.appendToSerialMonitor(more);
     }
 

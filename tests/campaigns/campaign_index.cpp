@@ -17,6 +17,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -153,7 +154,7 @@ QList<QByteArray> neighbours()
     QDir above(ApplicationDirectory::path());
     while (above.cdUp())
         others.append(above);
-    for (const QDir &other : qAsConst(others)) {
+    for (const QDir &other : std::as_const(others)) {
         const QFileInfoList marked =
             other.entryInfoList({QString::fromLatin1('*' + marker + '*')}, all);
         for (const QFileInfo &file : marked)

@@ -515,7 +515,7 @@ void tst_WorstDevice::itMayFloodTheMonitor()
     bench.device->flood(text, lineSpeed);
     const Clicks flooded(floodSeconds() * 1000);
 
-    const int shown = bench.monitorText().size();
+    const int shown = int(bench.monitorText().size());
     qInfo("%d characters shown in %d s, %.1f MiB more", shown, floodSeconds(),
           double(Footprint::residentBytes() - before) / (1024 * 1024));
     qInfo(

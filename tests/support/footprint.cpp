@@ -65,10 +65,9 @@ int Footprint::threads()
 int Footprint::descriptors()
 {
     // One is the listing's own.
-    return QDir(QStringLiteral("/proc/self/fd"))
-               .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-               .size()
-        - 1;
+    const QStringList entries = QDir(QStringLiteral("/proc/self/fd"))
+                                    .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    return int(entries.size()) - 1;
 }
 
 double Footprint::processorSeconds()

@@ -17,7 +17,8 @@ constexpr int restTime = 1000; // ms
 
 int entryCount(const QString &directory)
 {
-    return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+    return int(
+        QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
 }
 
 } // namespace
