@@ -214,10 +214,14 @@ void tst_MainWindow::oneUnmatchedSlot()
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     const MessageTaker taker;
     const MainWindow window;
-    QCOMPARE(MessageTaker::messages(),
-             QStringList(QStringLiteral("warning (default): QMetaObject::connectSlotsByName: No "
-                                        "matching signal for "
-                                        "on_openserialmonitorbutton_clicked()")));
+    // Qt 6 says it in a category of its own.
+    QStringList messages = MessageTaker::messages();
+    messages.replaceInStrings(QStringLiteral("qt.core.qmetaobject.connectslotsbyname"),
+                              QStringLiteral("default"));
+    QCOMPARE(messages, QStringList(QStringLiteral("warning (default): "
+                                                  "QMetaObject::connectSlotsByName: No matching "
+                                                  "signal for "
+                                                  "on_openserialmonitorbutton_clicked()")));
 }
 
 void tst_MainWindow::title()
