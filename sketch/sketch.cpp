@@ -1,6 +1,26 @@
 // The file-name rule of sketches.
 #include "sketch.h"
 
+#include <QLocale>
+
+namespace {
+
+QLocale localeOfVersions()
+{
+    QLocale locale = QLocale::c();
+    locale.setNumberOptions(QLocale::RejectGroupSeparator);
+    return locale;
+}
+
+// As QString::toInt() has it in Qt 5. That of Qt 6 takes fewer blanks and signs for such.
+int numberIn(const QString &text)
+{
+    static const QLocale locale = localeOfVersions();
+    return locale.toInt(text);
+}
+
+} // namespace
+
 Sketch::Sketch(QFileInfo file)
     : fileInfo(file)
 {
@@ -11,5 +31,5 @@ Sketch::Sketch(QFileInfo file)
         return;
 
     name = baseName.left(end);
-    version = baseName.mid(end + mark.size()).toInt();
+    version = numberIn(baseName.mid(end + mark.size()));
 }

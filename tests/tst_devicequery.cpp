@@ -19,8 +19,8 @@
 #include <fcntl.h>
 #include <termios.h>
 #include <thread>
-#include <utility>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 

@@ -218,10 +218,11 @@ void tst_MainWindow::oneUnmatchedSlot()
     QStringList messages = MessageTaker::messages();
     messages.replaceInStrings(QStringLiteral("qt.core.qmetaobject.connectslotsbyname"),
                               QStringLiteral("default"));
-    QCOMPARE(messages, QStringList(QStringLiteral("warning (default): "
-                                                  "QMetaObject::connectSlotsByName: No matching "
-                                                  "signal for "
-                                                  "on_openserialmonitorbutton_clicked()")));
+    QCOMPARE(messages,
+             QStringList(QStringLiteral("warning (default): "
+                                        "QMetaObject::connectSlotsByName: No matching "
+                                        "signal for "
+                                        "on_openserialmonitorbutton_clicked()")));
 }
 
 void tst_MainWindow::title()

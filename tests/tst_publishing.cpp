@@ -345,7 +345,8 @@ void tst_Publishing::sketchMayBeCachedForGood()
     QVERIFY(headerOf(answer).contains("\r\nContent-Length: " + QByteArray::number(image.size())
                                       + "\r\n"));
     QCOMPARE(bodyOf(answer), image);
-    QVERIFY2(std::abs(int(headerOf(answer).size()) - headerSize) < 50, headerOf(answer).constData());
+    QVERIFY2(std::abs(int(headerOf(answer).size()) - headerSize) < 50,
+             headerOf(answer).constData());
 }
 
 void tst_Publishing::nothingElseIsServed_data()

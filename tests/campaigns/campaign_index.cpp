@@ -173,7 +173,9 @@ QStringList servedNames(const RepositoryServer &server)
         QByteArray path = address.toUtf8();
         path.truncate(path.indexOf('?') < 0 ? path.size() : path.indexOf('?'));
         const QByteArray decoded = QByteArray::fromPercentEncoding(path);
-        names.append(QString::fromUtf8(decoded.mid(decoded.lastIndexOf('/') + 1)));
+        // The system takes a name up to a NUL byte.
+        const QByteArray name = decoded.mid(decoded.lastIndexOf('/') + 1);
+        names.append(QString::fromUtf8(name.constData()));
     }
     return names;
 }

@@ -65,8 +65,9 @@ int Footprint::threads()
 int Footprint::descriptors()
 {
     // One is the listing's own.
-    const QStringList entries = QDir(QStringLiteral("/proc/self/fd"))
-                                    .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    const QStringList entries =
+        QDir(QStringLiteral("/proc/self/fd"))
+            .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
     return int(entries.size()) - 1;
 }
 

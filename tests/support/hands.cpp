@@ -40,8 +40,7 @@ void Hands::press(const QString &key)
         return;
     }
     // The one pair of keys whose names in X and Qt differ.
-    const QKeySequence sequence(
-        QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")));
+    const QKeySequence sequence(QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")));
     QTest::keySequence(keyReceiver(), sequence);
 }
 

@@ -11,8 +11,8 @@
 #include <QTimer>
 
 #include <atomic>
-#include <utility>
 #include <sys/socket.h>
+#include <utility>
 
 namespace {
 
