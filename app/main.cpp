@@ -66,7 +66,8 @@ int main(int argc, char *argv[])
         return refuseToStart();
 
     QTranslator translator;
-    translator.load(QLocale::system().name(), QCoreApplication::applicationDirPath());
+    static_cast<void>(
+        translator.load(QLocale::system().name(), QCoreApplication::applicationDirPath()));
     QCoreApplication::installTranslator(&translator);
 
     qDebug() << QLocale::system().name();

@@ -31,7 +31,7 @@ add_library(vtupdater_options INTERFACE)
 target_link_libraries(vtupdater_options INTERFACE vtupdater_warnings)
 target_compile_definitions(vtupdater_options INTERFACE
     QT_DEPRECATED_WARNINGS
-    QT_DISABLE_DEPRECATED_BEFORE=0x050f00
+    QT_DISABLE_DEPRECATED_BEFORE=${qt_least_version_number}
     QT_NO_CAST_FROM_ASCII
     QT_NO_CAST_TO_ASCII
     QT_NO_CAST_FROM_BYTEARRAY

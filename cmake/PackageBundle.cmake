@@ -3,8 +3,6 @@
 
 set(VTUPDATER_SIGNING_IDENTITY "-" CACHE STRING
     "Identity that codesign signs the bundle with; \"-\" signs it for this machine only")
-get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
-get_filename_component(qt_programs "${qmake}" DIRECTORY)
 find_program(VTUPDATER_MACDEPLOYQT macdeployqt HINTS "${qt_programs}")
 
 set(icon "${PROJECT_SOURCE_DIR}/resources/icons/VTUpdater.icns")

@@ -14,22 +14,6 @@ file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/translations/files.lst"
     CONTENT "-I${PROJECT_SOURCE_DIR}\n${translated_files_lines}\n")
 
 # For the build itself no translation tools are needed.
-get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
-get_filename_component(qt_programs "${qmake}" DIRECTORY)
-set(QT_MAJOR_VERSION 5)
-
-# find_qt_program(VARIABLE NAME): a command of the chosen Qt. One of another Qt is none, nor is a
-# forwarder with nothing behind it.
-function(find_qt_program variable name)
-    foreach(attempt cached searched)
-        find_program(${variable} ${name} HINTS "${qt_programs}")
-        execute_process(COMMAND "${${variable}}" -version OUTPUT_VARIABLE version ERROR_QUIET)
-        if(version MATCHES "version ${QT_MAJOR_VERSION}[.]")
-            return()
-        endif()
-        unset(${variable} CACHE)
-    endforeach()
-endfunction()
 find_qt_program(VTUPDATER_LUPDATE lupdate)
 if(VTUPDATER_LUPDATE)
     set(translation_template "${PROJECT_BINARY_DIR}/translations/template.ts")

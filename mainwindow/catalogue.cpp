@@ -7,6 +7,8 @@
 #include <QDebug>
 #include <QDir>
 
+#include <utility>
+
 namespace {
 
 const QString sketchFilePattern = QStringLiteral("*ino.with_bootloader.standard.hex");
@@ -40,13 +42,13 @@ void MainWindow::updateProgramlist()
 {
     QListWidget *list = ui->listWidget_programlist;
     list->clear();
-    for (const Sketch &sketch : qAsConst(sketchList))
+    for (const Sketch &sketch : std::as_const(sketchList))
         list->insertItem(list->count(), sketch.name);
 }
 
 Sketch MainWindow::findSketchByName(QString name)
 {
-    for (const Sketch &sketch : qAsConst(sketchList)) {
+    for (const Sketch &sketch : std::as_const(sketchList)) {
         if (sketch.name == name)
             return sketch;
     }

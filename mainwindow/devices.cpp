@@ -7,6 +7,8 @@
 
 #include <QSocketNotifier>
 
+#include <utility>
+
 namespace {
 
 constexpr quint16 deviceProductIdentifier = 0x6001;
@@ -92,13 +94,13 @@ void MainWindow::updateDeviceList()
 {
     QListWidget *list = ui->listWidget_devicelist;
     list->clear();
-    for (const QSerialPortInfo &port : qAsConst(serialPortInfoList))
+    for (const QSerialPortInfo &port : std::as_const(serialPortInfoList))
         list->insertItem(list->count(), port.portName());
 }
 
 QSerialPortInfo MainWindow::findSerialInfoByName(QString portName)
 {
-    for (const QSerialPortInfo &port : qAsConst(serialPortInfoList)) {
+    for (const QSerialPortInfo &port : std::as_const(serialPortInfoList)) {
         if (port.portName() == portName)
             return port;
     }

@@ -6,14 +6,6 @@
 
 namespace {
 
-constexpr int boldFrom = 58; // lighter fonts are left as they are
-
-void setWeight(QListWidgetItem *item, QFont font, int weight)
-{
-    font.setWeight(weight);
-    item->setData(Qt::FontRole, font);
-}
-
 QFont fontOf(const QListWidgetItem *item)
 {
     return item->data(Qt::FontRole).value<QFont>();
@@ -23,8 +15,12 @@ QFont fontOf(const QListWidgetItem *item)
 
 void makeBold(QListWidgetItem *item)
 {
-    if (item != nullptr)
-        setWeight(item, fontOf(item), QFont::Bold);
+    if (item == nullptr)
+        return;
+
+    QFont font = fontOf(item);
+    font.setWeight(QFont::Bold);
+    item->setData(Qt::FontRole, font);
 }
 
 void makeNormal(QListWidgetItem *item)
@@ -32,6 +28,8 @@ void makeNormal(QListWidgetItem *item)
     if (item == nullptr)
         return;
 
-    const QFont font = fontOf(item);
-    setWeight(item, font, font.weight() >= boldFrom ? QFont::Normal : font.weight());
+    QFont font = fontOf(item);
+    if (font.weight() > QFont::Medium)
+        font.setWeight(QFont::Normal);
+    item->setData(Qt::FontRole, font);
 }

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -81,7 +82,7 @@ bool isPage(QIODevice &body)
 {
     const QByteArray declaration = "<!doctype html";
     body.startTransaction();
-    const QByteArray beginning = beginningOf(body, declaration.size());
+    const QByteArray beginning = beginningOf(body, int(declaration.size()));
     body.rollbackTransaction();
     return beginning == declaration || beginning.startsWith("<html");
 }
@@ -215,7 +216,7 @@ void MainWindow::replyFinished(QNetworkReply *reply)
     } else {
         downloadedFilesCount = 0;
         onlineRepositoryFilenameList = indexEntries(reply->readAll());
-        ui->progressBar->setRange(0, onlineRepositoryFilenameList.size());
+        ui->progressBar->setRange(0, int(onlineRepositoryFilenameList.size()));
         downloadFilesFromOnlineRepository();
     }
     release(reply);
@@ -234,7 +235,7 @@ void MainWindow::downloadFilesFromOnlineRepository()
 void MainWindow::removeStaleSketches()
 {
     const QSet<QString> listed = setOf(onlineRepositoryFilenameList);
-    for (const Sketch &sketch : qAsConst(sketchList)) {
+    for (const Sketch &sketch : std::as_const(sketchList)) {
         if (!listed.contains(sketch.fileInfo.fileName()))
             QFile::remove(sketch.fileInfo.absoluteFilePath());
     }
@@ -244,7 +245,7 @@ bool MainWindow::downloadMissingFiles()
 {
     const QSet<QString> present = setOf(localRepositoryFilenameList);
     bool started = false;
-    for (const QString &fileName : qAsConst(onlineRepositoryFilenameList)) {
+    for (const QString &fileName : std::as_const(onlineRepositoryFilenameList)) {
         if (present.contains(fileName))
             continue;
         auto *manager = new QNetworkAccessManager(this);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Qt 5 counts pixels in 26 bits. A text without a page height that is taller than 8,388,607 px is
+// Qt counts pixels in 26 bits. A text without a page height that is taller than 8,388,607 px is
 // laid out without end; one taller than 21,474,836 px has a wrong scroll bar, and is laid out as a
 // whole at each append. A window that is made narrower makes its text taller.
 constexpr int pageHeight = 30'000'000; // px

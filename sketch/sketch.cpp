@@ -1,15 +1,35 @@
 // The file-name rule of sketches.
 #include "sketch.h"
 
+#include <QLocale>
+
+namespace {
+
+QLocale localeOfVersions()
+{
+    QLocale locale = QLocale::c();
+    locale.setNumberOptions(QLocale::RejectGroupSeparator);
+    return locale;
+}
+
+// As QString::toInt() has it in Qt 5. That of Qt 6 takes fewer blanks and signs for such.
+int numberIn(const QString &text)
+{
+    static const QLocale locale = localeOfVersions();
+    return locale.toInt(text);
+}
+
+} // namespace
+
 Sketch::Sketch(QFileInfo file)
     : fileInfo(file)
 {
     const QLatin1String mark("__");
     const QString baseName = file.baseName();
-    const int end = baseName.indexOf(mark);
+    const auto end = baseName.indexOf(mark);
     if (end < 0 || baseName.indexOf(mark, end + mark.size()) >= 0)
         return;
 
     name = baseName.left(end);
-    version = baseName.midRef(end + mark.size()).toInt();
+    version = numberIn(baseName.mid(end + mark.size()));
 }

@@ -167,5 +167,7 @@ endfunction()
 
 # vtupdater_add_shell_test(NAME [ARGUMENT...]): the script NAME.sh.
 function(vtupdater_add_shell_test name)
-    add_test(NAME ${name} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/${name}.sh" ${ARGN})
+    set(test ${name}${VTUPDATER_TEST_SUFFIX})
+    add_test(NAME ${test} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/${name}.sh" ${ARGN})
+    set_tests_properties(${test} PROPERTIES FIXTURES_REQUIRED "build${VTUPDATER_TEST_SUFFIX}")
 endfunction()

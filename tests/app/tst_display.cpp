@@ -353,7 +353,7 @@ void tst_Display::textsOfTheAboutDialog()
 void tst_Display::picturesAreSharp()
 {
     const auto *button = child<QPushButton>(*window, "pushButton_update");
-    const QPixmap emblem = button->icon().pixmap(window->windowHandle(), button->iconSize());
+    const QPixmap emblem = button->icon().pixmap(button->iconSize());
     const int height = qMin(111, qRound(50 * dotsPerInch() / 96.0));
     QVERIFY2(emblem.height() == height, qPrintable(QString::number(emblem.height())));
 }
@@ -413,7 +413,7 @@ void tst_Display::menuEntries()
     for (const QAction *entry : bar->actions())
         padded.menuBar()->addMenu(entry->text());
     const QImage drawn = inPixelsOfTheScreen(padded.grab());
-    QVERIFY(bar->height() < padded.menuBar()->height());
+    QVERIFY(bar->height() <= padded.menuBar()->height());
     for (int i = 0; i < bar->actions().size(); ++i) {
         const QImage whole =
             partOf(drawn, areaOf(*padded.menuBar(), padded.menuBar()->actions().at(i)), padded);

@@ -237,7 +237,7 @@ public:
         if (!chooseMonitor())
             return false;
         auto *monitor = child<SerialMonitor>(*window, "SerialMonitor");
-        const int before = driver.boxes().size();
+        const auto before = driver.boxes().size();
         child<QLineEdit>(*monitor, "lineEdit")->setText(QStringLiteral("hello"));
         usb.unplug(port);
         device.unplug();

@@ -28,7 +28,7 @@ public:
     template <typename T>
     const T &oneOf(const QList<T> &choices)
     {
-        return choices.at(below(choices.size()));
+        return choices.at(below(int(choices.size())));
     }
 
 private:

@@ -64,9 +64,9 @@ Labels labelsFor(const QByteArray &line, const QString &recommendation)
 // The first line as the program takes it, up to a NUL byte.
 QByteArray lineOf(const QByteArray &answer)
 {
-    const int end = answer.indexOf('\n');
+    const auto end = answer.indexOf('\n');
     const QByteArray line = end < 0 ? answer : answer.left(end + 1);
-    const int nul = line.indexOf('\0');
+    const auto nul = line.indexOf('\0');
     return nul < 0 ? line : line.left(nul);
 }
 

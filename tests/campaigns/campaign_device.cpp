@@ -497,7 +497,7 @@ void campaign_Device::itMayFloodTheMonitor()
     workplace.device->flood(text, lineSpeed);
     const Clicks flooded(floodSeconds() * 1000);
 
-    const int shown = workplace.monitorText().size();
+    const int shown = int(workplace.monitorText().size());
     qInfo("%d characters shown in %d s, %.1f MiB more", shown, floodSeconds(),
           double(Footprint::residentBytes() - before) / (1024 * 1024));
     qInfo("the longest pause was %.0f ms, %.1f ms of the processor; %.0f clicks per second, %.0f "

@@ -17,6 +17,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -153,7 +154,7 @@ QList<QByteArray> neighbours()
     QDir above(ApplicationDirectory::path());
     while (above.cdUp())
         others.append(above);
-    for (const QDir &other : qAsConst(others)) {
+    for (const QDir &other : std::as_const(others)) {
         const QFileInfoList marked =
             other.entryInfoList({QString::fromLatin1('*' + marker + '*')}, all);
         for (const QFileInfo &file : marked)
@@ -172,7 +173,9 @@ QStringList servedNames(const RepositoryServer &server)
         QByteArray path = address.toUtf8();
         path.truncate(path.indexOf('?') < 0 ? path.size() : path.indexOf('?'));
         const QByteArray decoded = QByteArray::fromPercentEncoding(path);
-        names.append(QString::fromUtf8(decoded.mid(decoded.lastIndexOf('/') + 1)));
+        // The system takes a name up to a NUL byte.
+        const QByteArray name = decoded.mid(decoded.lastIndexOf('/') + 1);
+        names.append(QString::fromUtf8(name.constData()));
     }
     return names;
 }

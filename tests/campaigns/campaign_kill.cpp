@@ -20,7 +20,7 @@ int fragmentsIn(const InstalledProgram &installed)
 {
     const QStringList all =
         QDir(installed.sketches().path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    return all.size() - installed.sketchCount();
+    return int(all.size()) - installed.sketchCount();
 }
 
 bool synchronise(InstalledProgram *installed)

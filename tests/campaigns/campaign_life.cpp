@@ -92,7 +92,7 @@ public:
         QTest::qWait(timerTime);
     }
 
-    int found() const { return timers.size(); }
+    int found() const { return int(timers.size()); }
 
 protected:
     bool eventFilter(QObject *object, QEvent *event) override
@@ -122,10 +122,10 @@ struct Holding
         const QList<QObject *> all = window.findChildren<QObject *>();
         const QList<QNetworkAccessManager *> networkManagers =
             window.findChildren<QNetworkAccessManager *>();
-        managers = networkManagers.size();
-        objects = all.size() - managers;
+        managers = int(networkManagers.size());
+        objects = int(all.size()) - managers;
         for (const QNetworkAccessManager *manager : networkManagers)
-            objects -= manager->findChildren<QObject *>().size();
+            objects -= int(manager->findChildren<QObject *>().size());
     }
 };
 

@@ -172,7 +172,7 @@ void campaign_Server::aByteASecond()
     const QStringList names = localRepository().entryList();
     for (const QString &name : names)
         QCOMPARE(ApplicationDirectory::contentOf(localRepository().filePath(name)), content);
-    qInfo("%d files of %d bytes", files, content.size());
+    qInfo("%d files of %d bytes", files, int(content.size()));
 }
 
 void campaign_Server::failAndRecover(Campaign::Dice *dice, int files)

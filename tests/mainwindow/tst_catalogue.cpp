@@ -583,16 +583,16 @@ void tst_Catalogue::clickedRowTurnsBold()
         {QStringLiteral("Blink__2"), QStringLiteral("Radio__4"), QStringLiteral("Servo__1")});
     MainWindow window;
     window.show();
-    QCOMPARE(weights(window), QList<int>({50, 50, 50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Normal, QFont::Normal}));
 
     QVERIFY(selectRow(window, "listWidget_programlist", 1));
-    QCOMPARE(weights(window), QList<int>({50, 75, 50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Bold, QFont::Normal}));
     QVERIFY(selectRow(window, "listWidget_programlist", 2));
-    QCOMPARE(weights(window), QList<int>({50, 50, 75}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Normal, QFont::Bold}));
     QVERIFY(selectRow(window, "listWidget_programlist", 2));
-    QCOMPARE(weights(window), QList<int>({50, 50, 75}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Normal, QFont::Bold}));
     QVERIFY(selectRow(window, "listWidget_programlist", 0));
-    QCOMPARE(weights(window), QList<int>({75, 50, 50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Bold, QFont::Normal, QFont::Normal}));
 }
 
 void tst_Catalogue::keyboardMovesBoldRow()
@@ -604,11 +604,11 @@ void tst_Catalogue::keyboardMovesBoldRow()
     QVERIFY(selectRow(window, "listWidget_programlist", 0));
 
     QTest::keyClick(programList(window), Qt::Key_Down);
-    QCOMPARE(weights(window), QList<int>({50, 75, 50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Bold, QFont::Normal}));
     QTest::keyClick(programList(window), Qt::Key_End);
-    QCOMPARE(weights(window), QList<int>({50, 50, 75}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal, QFont::Normal, QFont::Bold}));
     QTest::keyClick(programList(window), Qt::Key_Home);
-    QCOMPARE(weights(window), QList<int>({75, 50, 50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Bold, QFont::Normal, QFont::Normal}));
 }
 
 void tst_Catalogue::weightOfPreviousRow_data()
@@ -616,12 +616,12 @@ void tst_Catalogue::weightOfPreviousRow_data()
     QTest::addColumn<int>("weight");
     QTest::addColumn<int>("weightAfterwards");
 
-    QTest::newRow("light") << 25 << 25;
-    QTest::newRow("normal") << 50 << 50;
-    QTest::newRow("just below bold") << 57 << 57;
-    QTest::newRow("just bold") << 58 << 50;
-    QTest::newRow("bold") << 75 << 50;
-    QTest::newRow("black") << 87 << 50;
+    QTest::newRow("light") << int(QFont::Light) << int(QFont::Light);
+    QTest::newRow("normal") << int(QFont::Normal) << int(QFont::Normal);
+    QTest::newRow("just below bold") << int(QFont::Medium) << int(QFont::Medium);
+    QTest::newRow("just bold") << QFont::Medium + 1 << int(QFont::Normal);
+    QTest::newRow("bold") << int(QFont::Bold) << int(QFont::Normal);
+    QTest::newRow("black") << int(QFont::Black) << int(QFont::Normal);
 }
 
 void tst_Catalogue::weightOfPreviousRow()
@@ -633,12 +633,12 @@ void tst_Catalogue::weightOfPreviousRow()
     window.show();
     QVERIFY(selectRow(window, "listWidget_programlist", 0));
     QFont font;
-    font.setWeight(weight);
+    font.setWeight(static_cast<QFont::Weight>(weight));
     programList(window)->item(0)->setFont(font);
 
     QVERIFY(selectRow(window, "listWidget_programlist", 1));
-    QTEST(programList(window)->item(0)->font().weight(), "weightAfterwards");
-    QCOMPARE(programList(window)->item(1)->font().weight(), 75);
+    QTEST(int(programList(window)->item(0)->font().weight()), "weightAfterwards");
+    QCOMPARE(int(programList(window)->item(1)->font().weight()), int(QFont::Bold));
 }
 
 void tst_Catalogue::otherFontPropertiesStay()
@@ -653,10 +653,10 @@ void tst_Catalogue::otherFontPropertiesStay()
 
     QVERIFY(selectRow(window, "listWidget_programlist", 0));
     QFont bold = font;
-    bold.setWeight(75);
+    bold.setWeight(QFont::Bold);
     QCOMPARE(programList(window)->item(0)->font(), bold);
     QVERIFY(selectRow(window, "listWidget_programlist", 1));
-    font.setWeight(50);
+    font.setWeight(QFont::Normal);
     QCOMPARE(programList(window)->item(0)->font(), font);
 }
 
@@ -671,7 +671,7 @@ void tst_Catalogue::plainPreviousRowGetsFont()
     QVERIFY(selectRow(window, "listWidget_programlist", 1));
     const QVariant font = programList(window)->item(0)->data(Qt::FontRole);
     QVERIFY(font.isValid());
-    QCOMPARE(font.value<QFont>().weight(), 50);
+    QCOMPARE(int(font.value<QFont>().weight()), int(QFont::Normal));
 }
 
 void tst_Catalogue::missingRowsAreIgnored()
@@ -680,11 +680,11 @@ void tst_Catalogue::missingRowsAreIgnored()
     MainWindow window;
     QListWidgetItem *item = programList(window)->item(0);
     window.on_listWidget_programlist_currentItemChanged(nullptr, nullptr);
-    QCOMPARE(weights(window), QList<int>({50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal}));
     window.on_listWidget_programlist_currentItemChanged(item, nullptr);
-    QCOMPARE(weights(window), QList<int>({75}));
+    QCOMPARE(weights(window), QList<int>({QFont::Bold}));
     window.on_listWidget_programlist_currentItemChanged(nullptr, item);
-    QCOMPARE(weights(window), QList<int>({50}));
+    QCOMPARE(weights(window), QList<int>({QFont::Normal}));
 }
 
 void tst_Catalogue::selectionTouchesNothingElse()

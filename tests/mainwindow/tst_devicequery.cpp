@@ -20,6 +20,7 @@
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -448,7 +449,7 @@ void tst_DeviceQuery::recommendationComparesWithTheLocalSketch()
     QFETCH(QStringList, sketches);
     QFETCH(QByteArray, answer);
     QFETCH(QString, expected);
-    for (const QString &sketch : qAsConst(sketches))
+    for (const QString &sketch : std::as_const(sketches))
         ApplicationDirectory::addSketch(sketch);
     ScriptedDevice device({answer});
     MainWindow window;

@@ -27,6 +27,7 @@
 
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -161,11 +162,12 @@ void tst_MainWindow::slotsInOrder()
 void tst_MainWindow::repliesAreRegistered()
 {
     const MainWindow window;
-    const int type = QMetaType::type("QNetworkReply*");
-    QVERIFY(type != QMetaType::UnknownType);
     const QMetaObject *meta = window.metaObject();
-    QCOMPARE(meta->method(meta->methodOffset() + 7).parameterType(0), type);
-    QCOMPARE(meta->method(meta->methodOffset() + 8).parameterType(0), type);
+    const QList<int> types = {meta->method(meta->methodOffset() + 7).parameterType(0),
+                              meta->method(meta->methodOffset() + 8).parameterType(0)};
+    // Which would register it, if it were asked before.
+    const int type = qMetaTypeId<QNetworkReply *>();
+    QCOMPARE(types, QList<int>({type, type}));
 }
 
 // The monitor's slot is named like one for a button; anything else logged here is a mistake.
@@ -174,9 +176,14 @@ void tst_MainWindow::oneUnmatchedSlot()
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     const MessageRecorder recorder;
     const MainWindow window;
-    QCOMPARE(recorder.messages(),
-             QStringList(QStringLiteral("warning (default): QMetaObject::connectSlotsByName: No "
-                                        "matching signal for "
+    // Qt 6 says it in a category of its own.
+    QStringList messages = recorder.messages();
+    messages.replaceInStrings(QStringLiteral("qt.core.qmetaobject.connectslotsbyname"),
+                              QStringLiteral("default"));
+    QCOMPARE(messages,
+             QStringList(QStringLiteral("warning (default): "
+                                        "QMetaObject::connectSlotsByName: No matching "
+                                        "signal for "
                                         "on_openserialmonitorbutton_clicked()")));
 }
 
@@ -242,7 +249,7 @@ void tst_MainWindow::startsWithoutDeviceInformation()
 
     if (directoryExists)
         QVERIFY(QDir().mkpath(ApplicationDirectory::sketchesPath()));
-    for (const QString &sketch : qAsConst(sketches))
+    for (const QString &sketch : std::as_const(sketches))
         ApplicationDirectory::addSketch(sketch);
     MainWindow window;
     window.show();

@@ -49,7 +49,7 @@ bool hasReadAPart(const RepositoryServer &server)
 {
     static const QRegularExpression line(QStringLiteral("^ESTAB +0 .* bytes_received:(\\d+) "),
                                          QRegularExpression::MultilineOption);
-    const int sketch = NumberedSketches::content(1).size();
+    const auto sketch = NumberedSketches::content(1).size();
     QRegularExpressionMatchIterator found = line.globalMatch(connectionsTo(server));
     while (found.hasNext()) {
         const int received = found.next().captured(1).toInt();

@@ -31,6 +31,7 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -531,7 +532,7 @@ void tst_OnlineRepository::readsTheIndex()
     QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
 
     QStringList expected {indexAddress};
-    for (const QString &entry : qAsConst(asked))
+    for (const QString &entry : std::as_const(asked))
         expected.append(repository + entry);
     QCOMPARE(sorted(server->requests()), sorted(expected));
     QCOMPARE(server->requests().first(), indexAddress);
@@ -562,7 +563,7 @@ void tst_OnlineRepository::longIndex()
     QStringList entries;
     for (int number = 0; number < 100; ++number)
         entries.append(hex(("Sketch" + QByteArray::number(number) + "__1").constData()));
-    for (const QString &entry : qAsConst(entries))
+    for (const QString &entry : std::as_const(entries))
         ApplicationDirectory::addFile(entry);
     while (entries.size() < 9999)
         entries.append(entries.at(entries.size() - 100));
@@ -1049,7 +1050,7 @@ void tst_OnlineRepository::online()
     const Isolation isolation;
     if (!isolation.isIsolated())
         QSKIP("only root can leave the network");
-    for (const QString &command : qAsConst(commands)) {
+    for (const QString &command : std::as_const(commands)) {
         if (!runIp(command))
             QSKIP(qPrintable(QStringLiteral("this system refuses: ip ") + command));
     }

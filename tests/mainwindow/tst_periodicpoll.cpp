@@ -19,8 +19,11 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTextBrowser>
-#include <QTextCodec>
 #include <QThread>
+
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#include <QTextCodec>
+#endif
 
 #include <functional>
 #include <thread>
@@ -152,6 +155,7 @@ private:
     QElapsedTimer time;
 };
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 // Another character set of the system for as long as it lives.
 class LocalCharacterSet
 {
@@ -168,6 +172,7 @@ public:
 private:
     QTextCodec *const before;
 };
+#endif
 
 } // namespace
 
@@ -187,6 +192,7 @@ private slots:
 
     void typedTextIsSent_data();
     void typedTextIsSent();
+    void typedTextIsSentInTheSystemsCharacterSet();
     void ofTextsSentBetweenTicksTheLastIsWritten();
     void textIsSentOnce();
     void textGoesBothWaysInOneTick();
@@ -306,22 +312,17 @@ void tst_PeriodicPoll::eachTickMakesAParagraph()
 
 void tst_PeriodicPoll::typedTextIsSent_data()
 {
-    QTest::addColumn<QByteArray>("characterSet");
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QByteArray>("received");
 
-    const QByteArray utf8("UTF-8");
-    QTest::newRow("no line end is added") << utf8 << QStringLiteral("abc") << QByteArray("abc");
-    QTest::newRow("blanks stay") << utf8 << QStringLiteral("  a b ") << QByteArray("  a b ");
-    QTest::newRow("the system's character set: UTF-8")
-        << utf8 << QStringLiteral("gr\u00fcn") << QByteArray("gr\xc3\xbcn");
-    QTest::newRow("the system's character set: Latin 1")
-        << QByteArray("ISO-8859-1") << QStringLiteral("gr\u00fcn") << QByteArray("gr\xfcn");
+    QTest::newRow("no line end is added") << QStringLiteral("abc") << QByteArray("abc");
+    QTest::newRow("blanks stay") << QStringLiteral("  a b ") << QByteArray("  a b ");
+    QTest::newRow("the system's character set")
+        << QStringLiteral("gr\u00fcn") << QByteArray("gr\xc3\xbcn");
 }
 
 void tst_PeriodicPoll::typedTextIsSent()
 {
-    QFETCH(QByteArray, characterSet);
     QFETCH(QString, typed);
     QFETCH(QByteArray, received);
     const PluggedDevice device;
@@ -329,12 +330,28 @@ void tst_PeriodicPoll::typedTextIsSent()
     MessageBoxDriver boxes;
     window.show();
     QVERIFY(openSerialMonitor(window));
-    const LocalCharacterSet set(characterSet.constData());
 
     sendByReturn(window, typed);
 
     QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), received, patience);
     QCOMPARE(boxes.texts(), QStringList());
+}
+
+void tst_PeriodicPoll::typedTextIsSentInTheSystemsCharacterSet()
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    const PluggedDevice device;
+    MainWindow window;
+    window.show();
+    QVERIFY(openSerialMonitor(window));
+    const LocalCharacterSet latin1("ISO-8859-1");
+
+    sendByReturn(window, QStringLiteral("gr\u00fcn"));
+
+    QTRY_COMPARE_WITH_TIMEOUT(receivedAfterTheQueries(device), QByteArray("gr\xfcn"), patience);
+#else
+    QSKIP("With Qt 6 the character set of every Unix is UTF-8.");
+#endif
 }
 
 void tst_PeriodicPoll::ofTextsSentBetweenTicksTheLastIsWritten()

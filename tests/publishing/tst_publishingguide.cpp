@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -270,7 +271,7 @@ void tst_PublishingGuide::cleanup()
 
 void tst_PublishingGuide::publish(const QStringList &baseNames)
 {
-    for (const QString &fileName : qAsConst(published))
+    for (const QString &fileName : std::as_const(published))
         publisher->removeFile(fileName);
     published.clear();
     for (const QString &baseName : baseNames)
@@ -305,7 +306,8 @@ void tst_PublishingGuide::sketchMayBeCachedForGood()
     QVERIFY(headerOf(answer).contains("\r\nContent-Length: " + QByteArray::number(image.size())
                                       + "\r\n"));
     QCOMPARE(bodyOf(answer), image);
-    QVERIFY2(std::abs(headerOf(answer).size() - headerSize) < 50, headerOf(answer).constData());
+    QVERIFY2(std::abs(int(headerOf(answer).size()) - headerSize) < 50,
+             headerOf(answer).constData());
 }
 
 void tst_PublishingGuide::nothingElseIsServed_data()
@@ -345,7 +347,7 @@ void tst_PublishingGuide::programMirrorsWhatIsPublished()
 
     QVERIFY(program.start());
     QTRY_COMPARE_WITH_TIMEOUT(program.sketchCount(), published.size(), patience);
-    for (const QString &fileName : qAsConst(published)) {
+    for (const QString &fileName : std::as_const(published)) {
         const QByteArray image =
             ApplicationDirectory::contentOf(program.sketches().filePath(fileName));
         QVERIFY2(!image.isEmpty(), qPrintable(fileName));

@@ -72,6 +72,9 @@ void tst_Sketch::nameAndVersion_data()
     add("no version", QStringLiteral("Blink__"), blink, 0);
     add("no name", QStringLiteral("__7"), none, 7);
     add("neither name nor version", QStringLiteral("__"), none, 0);
+    add("no-break blanks around the version", QStringLiteral("Blink__\u00a03\u00a0"), blink, 3);
+    add("a typographer's minus", QStringLiteral("Blink__\u22123"), blink, -3);
+    add("grouped digits", QStringLiteral("Blink__1,234"), blink, 0);
     add("no separator", QStringLiteral("Blink"), none, -1);
     add("nothing before the tail", none, none, -1);
     add("single underscores only", QStringLiteral("my_sketch_2"), none, -1);

@@ -102,7 +102,8 @@ QProcessEnvironment Desktop::ownEnvironment() const
 
 int Desktop::count(const QString &title) const
 {
-    return windowNumber(title).isEmpty() ? 0 : windowNumber(title).split(QLatin1Char('\n')).size();
+    return windowNumber(title).isEmpty() ? 0
+                                         : int(windowNumber(title).split(QLatin1Char('\n')).size());
 }
 
 QSize Desktop::sizeOf(const QString &title) const

@@ -40,11 +40,8 @@ void Hands::press(const QString &key)
         return;
     }
     // The one pair of keys whose names in X and Qt differ.
-    const int code =
-        QKeySequence(QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")))[0];
-    const int modifiers = code & int(Qt::KeyboardModifierMask);
-    QTest::keyClick(keyReceiver(), static_cast<Qt::Key>(code - modifiers),
-                    Qt::KeyboardModifiers(modifiers));
+    const QKeySequence sequence(QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")));
+    QTest::keySequence(keyReceiver(), sequence);
 }
 
 void Hands::click(QWidget &widget, const QPoint &place)

@@ -37,7 +37,7 @@ QStringList MessageRecorder::messages() const
 QStringList MessageRecorder::warnings() const
 {
     QStringList texts;
-    for (const QString &message : qAsConst(recorded)) {
+    for (const QString &message : std::as_const(recorded)) {
         if (message.startsWith(ownWarning))
             texts.append(message.mid(ownWarning.size()));
     }

@@ -10,6 +10,8 @@
 
 #include <sys/stat.h>
 
+#include <utility>
+
 namespace {
 
 constexpr int bytesOfRecord = 16;
@@ -49,11 +51,11 @@ const QByteArray hexEnd = hexRecord(0, 1);
 QByteArray hexRecord(int address, int type, const QByteArray &data)
 {
     QByteArray bytes;
-    for (const int value : {data.size(), address >> 8, address & 0xff, type})
+    for (const int value : {int(data.size()), address >> 8, address & 0xff, type})
         bytes.append(static_cast<char>(value));
     bytes.append(data);
     int sum = 0;
-    for (const char byte : qAsConst(bytes))
+    for (const char byte : std::as_const(bytes))
         sum -= byte;
     bytes.append(static_cast<char>(sum & 0xff));
     return ':' + bytes.toHex().toUpper() + '\n';

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <sys/socket.h>
+#include <utility>
 
 namespace {
 
@@ -267,7 +268,7 @@ private:
     Answer noteAndAnswer(const QString &address)
     {
         const QMutexLocker guard(&lock);
-        const int earlier = log.count(address);
+        const auto earlier = log.count(address);
         log.append(address);
         const QList<Answer> own = answers.value(address);
         return own.isEmpty() ? otherAnswer : own.at(qMin(earlier, own.size() - 1));
@@ -276,7 +277,7 @@ private:
     void sendReleased()
     {
         const QMutexLocker guard(&lock);
-        for (const QString &address : qAsConst(released)) {
+        for (const QString &address : std::as_const(released)) {
             const QList<Held> replies = held.values(address);
             held.remove(address);
             for (const Held &reply : replies) {
@@ -354,7 +355,7 @@ QStringList RepositoryServer::requests() const
 
 int RepositoryServer::requestCount(const QString &address) const
 {
-    return requests().count(address);
+    return int(requests().count(address));
 }
 
 QByteArray RepositoryServer::requestFields(const QString &address) const

@@ -122,7 +122,7 @@ bool Workplace::serves()
                          patience))
         return false;
 
-    const int before = boxes.boxes().size();
+    const auto before = boxes.boxes().size();
     if (!refreshDevices() || listedDevices() != 1 || !openMonitor()
         || programOnDevice() != QLatin1String("Blink"))
         return false;
