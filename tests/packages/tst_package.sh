@@ -180,7 +180,7 @@ expect "apt installs udev, which the package can do without" apt install udev
 expect "udev reads the rules for the device" ask_udev
 expect "it gives the device to the user of the seat" grep -q '^ *TAGS=.*:uaccess:' "$scratch/udev.log"
 expect "it keeps ModemManager from the device" \
-    grep -q '^ *ID_MM_DEVICE_IGNORE=1$' "$scratch/udev.log"
+    grep -qx ' *ID_MM_DEVICE_IGNORE=1' "$scratch/udev.log"
 
 expect "an ordinary user synchronises and updates the device" update_device
 expect "the sketches lie in the user's folder" keeps_sketches
