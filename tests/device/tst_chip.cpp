@@ -179,7 +179,7 @@ void tst_Chip::recoversFromAPlugPulledDuringTheUpload()
     // It is avrdude's matter whether it ends or waits for the lost port until it is killed.
     QVERIFY(boxes.texts().last() == QLatin1String("Unable to upload to device.")
             || boxes.texts().last() == QLatin1String("Upload successfull."));
-    QVERIFY(hand.waitForFinished(patience));
+    QTRY_COMPARE_WITH_TIMEOUT(hand.state(), QProcess::NotRunning, patience);
     QCOMPARE(hand.exitCode(), 0);
     QVERIFY(!Chip::holds(QStringLiteral("Lantern__1")));
 
