@@ -185,9 +185,10 @@ expect "it keeps ModemManager from the device" \
 if [ -z "$release" ]; then
     expect "an ordinary user synchronises and updates the device" update_device
 elif ! update_device; then
-    # With another release's libraries in front of this machine's device the port does not open once
-    # more after the upload.
-    echo "SKIP   : tst_package on $release, the update: $(tail -n 1 "$scratch/demo.log")"
+    # Between another release's libraries and this machine's simulated device the port does not open
+    # reliably a second time. The ended program leaves its lock, so nothing more is looked at.
+    echo "SKIP   : tst_package on $release, from the update on: $(tail -n 1 "$scratch/demo.log")"
+    exit 0
 fi
 expect "the sketches lie in the user's folder" keeps_sketches
 expect "the program lies there as well" cmp "$installed" "$folder/VTUpdater"
