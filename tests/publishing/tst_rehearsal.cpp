@@ -136,6 +136,7 @@ private slots:
     void cleanup();
 
     void goodReleaseIsPublished();
+    void repairOfABrokenSketchIsPublished();
     void badReleaseIsNotPublished();
     void reasonOfARefusal_data();
     void reasonOfARefusal();
@@ -144,6 +145,7 @@ private slots:
     void fullChipIsWrittenInTimeWithAWarning();
     void answerLongerThanAPacketIsNeverKnown();
     void dryRunRehearsesAsWell();
+    void rehearsalTakesSketchesAlone();
     void namedSketchIsPassedOverAloud();
     void unknownSketchCannotBePassedOver();
     void deviceMustBeBuilt();
@@ -251,6 +253,23 @@ void tst_Rehearsal::goodReleaseIsPublished()
     QCOMPARE(again.steps.first(), step("keep", added));
 }
 
+void tst_Rehearsal::repairOfABrokenSketchIsPublished()
+{
+    const QString broken = QStringLiteral("OtherName__1");
+    publishWithoutRehearsal(broken, testSketch(broken));
+    const QString repaired = QStringLiteral("OtherName__2");
+    const QString fileName = publisher->addSketch(repaired, sketchOfTheGuideAs(repaired));
+
+    const Publisher::Result result = publisher->publish(inThisBuild);
+    QCOMPARE(result.problems,
+             QStringLiteral("rehearse-sketches: warning: OtherName__2, update from OtherName__1: "
+                            "before it the device does not show \"OtherName\", \"Update "
+                            "recommended.\": \"Version:SomeName__1\\r\\n\", shown as "
+                            "\"SomeName\"\n"));
+    QCOMPARE(result.exitStatus, done);
+    QCOMPARE(publisher->index(), fileName.toUtf8());
+}
+
 void tst_Rehearsal::badReleaseIsNotPublished()
 {
     QCOMPARE(badRelease().exitStatus, refused);
@@ -304,7 +323,7 @@ void tst_Rehearsal::reasonOfARefusal()
                                      .problems.split(QLatin1Char('\n'))
                                      .filter(QLatin1String("  ") + step + QLatin1String(": "));
     QCOMPARE(refusals.size(), 1);
-    const QString told = refusals.first();
+    const QString &told = refusals.first();
     QVERIFY2(told.contains(QLatin1String(": expected ") + expected), qPrintable(told));
     QVERIFY2(told.section(QLatin1String("; came "), 1).contains(came), qPrintable(told));
 }
@@ -354,9 +373,9 @@ void tst_Rehearsal::answerLongerThanAPacketIsNeverKnown()
     QVERIFY(process.waitForFinished(patience));
     const QString problems = QString::fromUtf8(process.readAllStandardError());
     QVERIFY2(process.exitCode() == refused, qPrintable(problems));
-    QVERIFY2(
-        problems.contains(baseName + QStringLiteral("\\r\\n\", shown as \"Unknown sketch\"\n")),
-        qPrintable(problems));
+    QVERIFY2(problems.contains(baseName + QStringLiteral("\\r\\n")), qPrintable(problems));
+    QVERIFY2(problems.endsWith(QStringLiteral(", shown as \"Unknown sketch\"\n")),
+             qPrintable(problems));
 }
 
 void tst_Rehearsal::dryRunRehearsesAsWell()
@@ -369,6 +388,18 @@ void tst_Rehearsal::dryRunRehearsesAsWell()
     QVERIFY2(result.problems.contains(QLatin1String("  WrongVersion__2, start: expected")),
              qPrintable(result.problems));
     QVERIFY(!QFileInfo::exists(publisher->served()));
+}
+
+void tst_Rehearsal::rehearsalTakesSketchesAlone()
+{
+    publisher->addFile(QStringLiteral("Blink__4.hex"), hexEnd);
+    QProcess process;
+    process.start(QStringLiteral(REHEARSE_SKETCHES),
+                  {publisher->sketches() + QStringLiteral("/Blink__4.hex")});
+    QVERIFY(process.waitForFinished(patience));
+    QCOMPARE(process.exitCode(), wrongUsage);
+    const QByteArray problems = process.readAllStandardError();
+    QVERIFY2(problems.contains("/Blink__4.hex is no file <name>__<version>"), problems.constData());
 }
 
 void tst_Rehearsal::namedSketchIsPassedOverAloud()
