@@ -118,6 +118,31 @@ QByteArray withoutBootloader(const QByteArray &image)
     return recordsWhere(image, [](int address) { return address < bootSectionStart; }) + hexEnd;
 }
 
+// That of an Arduino Uno; the start message is left out, or this compiler would make it too large.
+QByteArray bootloaderOf512Bytes()
+{
+    const QTemporaryDir folder;
+    const QString program = folder.filePath(QStringLiteral("boot.elf"));
+    const QString image = folder.filePath(QStringLiteral("boot.hex"));
+    run(QStringLiteral("avr-gcc"),
+        QStringLiteral("-Os -mmcu=atmega328p -DF_CPU=16000000L -DBAUD_RATE=115200 -w "
+                       "-fno-inline-small-functions -fno-split-wide-types -mshort-calls "
+                       "-DLED_START_FLASHES=0 -Wl,--relax -nostartfiles -nostdlib "
+                       "-Wl,--section-start=.text=0x7e00 -Wl,--section-start=.version=0x7ffe")
+                .split(QLatin1Char(' '))
+            + QStringList {QStringLiteral("-o"), program, QStringLiteral(BOOTLOADER_SOURCE)});
+    run(QStringLiteral("avr-objcopy"),
+        {QStringLiteral("-O"), QStringLiteral("ihex"), QStringLiteral("--set-section-flags"),
+         QStringLiteral(".version=alloc,load"), program, image});
+    return ApplicationDirectory::contentOf(image).replace('\r', "");
+}
+
+QByteArray onAnUno(const QByteArray &image)
+{
+    return recordsWhere(image, [](int address) { return address < bootSectionStart; })
+        + bootloaderOf512Bytes();
+}
+
 QByteArray withAnotherBootloader(const QByteArray &image)
 {
     return recordsWhere(image, [](int address) { return address < freeInTheBootSection; })
@@ -179,7 +204,8 @@ void tst_Rehearsal::publishWithoutRehearsal(const QString &baseName, const QByte
     publisher->removeFile(fileName);
 }
 
-// A build like this one, whose avrdude needs too much time for one of the sketches.
+// A build like this one, whose avrdude needs too much time for one of the sketches, and a second
+// more for the full chip, which takes just the 25 s from which on there is a warning.
 QString tst_Rehearsal::slowUploader() const
 {
     const QString build = badPublisher->place() + QStringLiteral("/a build");
@@ -189,7 +215,7 @@ QString tst_Rehearsal::slowUploader() const
                     build + QLatin1String(name));
     const QString avrdude = build + QStringLiteral("/avrdude/avrdude");
     writeFile(avrdude,
-              "#!/bin/sh\ncase \"$*\" in *Slow__1*) exec sleep 60 ;; esac\n"
+              "#!/bin/sh\ncase \"$*\" in *Slow__1*) exec sleep 60 ;; *Sized__1*) sleep 1 ;; esac\n"
               "exec '" VTUPDATER_BUILD "/avrdude/avrdude' \"$@\"\n");
     QFile::setPermissions(avrdude, QFile::permissions(avrdude) | QFileDevice::ExeOwner);
     return build;
@@ -209,7 +235,7 @@ const Publisher::Result &tst_Rehearsal::badRelease()
         badPublisher->addSketch(baseName, testSketch(baseName));
     }
     const QByteArray good = exampleOfVersion(1);
-    badPublisher->addSketch(QStringLiteral("Lighthouse__1"), good);
+    badPublisher->addSketch(QStringLiteral("Lighthouse__1"), onAnUno(good));
     badPublisher->addSketch(QStringLiteral("NoBootloader__1"), withoutBootloader(good));
     badPublisher->addSketch(QStringLiteral("Metronome__2"),
                             withAnotherBootloader(firmware(QStringLiteral("Metronome__2"))));
@@ -217,7 +243,7 @@ const Publisher::Result &tst_Rehearsal::badRelease()
                             sketchOfTheGuideAs(QStringLiteral("Slow__1")));
     // As long and as late as the guide allows.
     const QString longName = nameWithAnswerOf(packetSize);
-    badPublisher->addSketch(longName, sketchOfTheGuideAs(longName, "delay(5000); "));
+    badPublisher->addSketch(longName, sketchOfTheGuideAs(longName, "delay(2000); "));
     servedBefore = badPublisher->servedState();
     ofBadRelease = badPublisher->publish({rehearse, QStringLiteral("--build"), slowUploader()});
     return ofBadRelease;
@@ -261,11 +287,11 @@ void tst_Rehearsal::repairOfABrokenSketchIsPublished()
     const QString fileName = publisher->addSketch(repaired, sketchOfTheGuideAs(repaired));
 
     const Publisher::Result result = publisher->publish(inThisBuild);
-    QCOMPARE(result.problems,
+    QCOMPARE(result.problems.section(QLatin1Char('\n'), 0, 0),
              QStringLiteral("rehearse-sketches: warning: OtherName__2, update from OtherName__1: "
                             "before it the device does not show \"OtherName\", \"Update "
                             "recommended.\": \"Version:SomeName__1\\r\\n\", shown as "
-                            "\"SomeName\"\n"));
+                            "\"SomeName\""));
     QCOMPARE(result.exitStatus, done);
     QCOMPARE(publisher->index(), fileName.toUtf8());
 }
@@ -374,7 +400,7 @@ void tst_Rehearsal::answerLongerThanAPacketIsNeverKnown()
     const QString problems = QString::fromUtf8(process.readAllStandardError());
     QVERIFY2(process.exitCode() == refused, qPrintable(problems));
     QVERIFY2(problems.contains(baseName + QStringLiteral("\\r\\n")), qPrintable(problems));
-    QVERIFY2(problems.endsWith(QStringLiteral(", shown as \"Unknown sketch\"\n")),
+    QVERIFY2(problems.contains(QStringLiteral(", shown as \"Unknown sketch\"\n")),
              qPrintable(problems));
 }
 
