@@ -181,6 +181,7 @@ private slots:
     void unplugKeepsTheFlash();
     void controlAnswersEachCommand();
     void statusCountsOpeningsAndBytes();
+    void receivedIsWhatTheHostWasHanded();
 
 private:
     static QString expectation(const QString &variable);
@@ -530,6 +531,30 @@ void tst_InsideTheDevice::statusCountsOpeningsAndBytes()
     QCOMPARE(statusNumber(QStringLiteral("out")), expectedAnswer().size());
 }
 
+void tst_InsideTheDevice::receivedIsWhatTheHostWasHanded()
+{
+    QSerialPort port;
+    open(port);
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    const QByteArray answer =
+        QByteArray::fromHex(control({QStringLiteral("received")}).output.mid(3).toLatin1());
+    QVERIFY2(answer.startsWith(expectedAnswer()), answer.constData());
+
+    QByteArray text;
+    for (int count = 0; count < 5; ++count) {
+        const QByteArray line = "Heard: " + QByteArray(70, char('a' + count)) + "\r\n";
+        port.write(line.mid(7, 70));
+        QCOMPARE(piecesOfLine(port).join(), line);
+        text += line;
+    }
+    QCOMPARE(control({QStringLiteral("received")}).output,
+             QStringLiteral("ok %1\n").arg(QString::fromLatin1(text.right(256).toHex())));
+
+    port.close();
+    open(port);
+    QCOMPARE(control({QStringLiteral("received")}).output, QStringLiteral("ok \n"));
+}
+
 class tst_SimulatedDevice : public QObject
 {
     Q_OBJECT
@@ -641,7 +666,7 @@ void tst_SimulatedDevice::helpTellsOptionsControlAndStatuses()
     for (const char *word :
          {"--port NAME", "--product HEX", "--vendor HEX", "--serial TEXT", "--image FILE.hex",
           "--control SOCKET", "--verbose", "COMMAND [ARG...]", "SIMULATED_DEVICE_CONTROL", "unplug",
-          "replug", "reset", "dump FILE", "status", "125", "126", "127"})
+          "replug", "reset", "dump FILE", "received", "status", "125", "126", "127"})
         QVERIFY2(help.output.contains(QLatin1String(word)), word);
 }
 
@@ -839,6 +864,7 @@ void tst_SimulatedDevice::insideTheDevice_data()
     row("an unplugged device keeps its flash", "unplugKeepsTheFlash");
     row("the control answers each command at any time", "controlAnswersEachCommand");
     row("the status counts openings, resets and bytes", "statusCountsOpeningsAndBytes");
+    row("received is what the host was handed", "receivedIsWhatTheHostWasHanded");
 }
 
 void tst_SimulatedDevice::insideTheDevice()

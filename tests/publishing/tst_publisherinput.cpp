@@ -85,6 +85,7 @@ private slots:
     void unreadableSketchIsRefused();
     void emptyFolderIsRefused();
 
+    void olderVersionIsPublishedWithAWarning();
     void secondVersionIsRefused();
     void latestVersionIsPublishedOnRequest();
     void sameVersionTwiceIsRefused();
@@ -199,7 +200,9 @@ void tst_PublisherInput::nameOfBrokenUnicodeIsRefused()
 void tst_PublisherInput::hiddenFilesArePassedOver()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
-    publisher->addFile(QStringLiteral(".DS_Store"), "window");
+    for (const char *fileName : {".DS_Store", ".ino.with_bootloader.standard.hex",
+                                 ".Blink__4.ino.with_bootloader.standard.hex"})
+        publisher->addFile(QLatin1String(fileName), "window");
 
     QCOMPARE(publisher->publish().exitStatus, done);
     QCOMPARE(publisher->index(), QByteArray("Blink__3.ino.with_bootloader.standard.hex"));
@@ -335,6 +338,25 @@ void tst_PublisherInput::emptyFolderIsRefused()
     QCOMPARE(result.exitStatus, refused);
     QVERIFY2(result.problems.contains(QLatin1String("holds no sketch")),
              qPrintable(result.problems));
+}
+
+void tst_PublisherInput::olderVersionIsPublishedWithAWarning()
+{
+    const QString newer = publisher->addSketch(QStringLiteral("Blink__10"));
+    publisher->addSketch(QStringLiteral("Servo__1"));
+    QCOMPARE(publisher->publish().problems, QString());
+
+    publisher->removeFile(newer);
+    const QString older = publisher->addSketch(QStringLiteral("Blink__9"));
+    for (const QStringList &options : {QStringList(QStringLiteral("--dry-run")), QStringList()}) {
+        const Publisher::Result result = publisher->publish(options);
+        QCOMPARE(result.exitStatus, done);
+        QCOMPARE(result.problems,
+                 QStringLiteral("publish-repository: warning: %1 is older than the published "
+                                "version 10: no device that runs version 10 is told to update\n")
+                     .arg(older));
+    }
+    QVERIFY(publisher->index().startsWith(older.toUtf8()));
 }
 
 void tst_PublisherInput::secondVersionIsRefused()

@@ -172,7 +172,10 @@ private slots:
 
     void unusableServedFileIsRefused_data();
     void unusableServedFileIsRefused();
+    void folderThatCannotBeWritten_data();
     void folderThatCannotBeWritten();
+    void placeThatCannotBeWritten_data();
+    void placeThatCannotBeWritten();
     void missingImageReader();
     void usage_data();
     void usage();
@@ -492,17 +495,46 @@ void tst_PublisherOutput::unusableServedFileIsRefused()
     QCOMPARE(publisher->servedState(), state);
 }
 
+void tst_PublisherOutput::folderThatCannotBeWritten_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("publication") << QStringList();
+    QTest::newRow("dry run") << QStringList(QStringLiteral("--dry-run"));
+}
+
 void tst_PublisherOutput::folderThatCannotBeWritten()
 {
+    QFETCH(const QStringList, options);
     publisher->addSketch(QStringLiteral("Blink__3"));
     QVERIFY(QDir().mkdir(publisher->served()));
     QVERIFY(QFile::setPermissions(publisher->served(), QFile::ReadOwner | QFile::ExeOwner));
 
-    const Publisher::Result result = publisher->publishUnder(boundByPermissions());
+    const Publisher::Result result = publisher->publishUnder(boundByPermissions(), options);
     QCOMPARE(result.exitStatus, failed);
-    QVERIFY2(result.problems.contains(QLatin1String("Permission denied")),
-             qPrintable(result.problems));
+    QCOMPARE(
+        result.problems,
+        QStringLiteral("publish-repository: %1: Permission denied\n").arg(publisher->served()));
     QCOMPARE(publisher->servedState(), QStringList());
+}
+
+void tst_PublisherOutput::placeThatCannotBeWritten_data()
+{
+    folderThatCannotBeWritten_data();
+}
+
+void tst_PublisherOutput::placeThatCannotBeWritten()
+{
+    QFETCH(const QStringList, options);
+    publisher->addSketch(QStringLiteral("Blink__3"));
+    QVERIFY(QFile::setPermissions(publisher->place(), QFile::ReadOwner | QFile::ExeOwner));
+
+    const Publisher::Result result = publisher->publishUnder(boundByPermissions(), options);
+    QVERIFY(QFile::setPermissions(publisher->place(),
+                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QCOMPARE(result.exitStatus, failed);
+    QCOMPARE(result.problems,
+             QStringLiteral("publish-repository: %1: Permission denied\n").arg(publisher->place()));
+    QVERIFY(!QFileInfo::exists(publisher->served()));
 }
 
 void tst_PublisherOutput::missingImageReader()
@@ -542,6 +574,20 @@ void tst_PublisherOutput::usage_data()
         << QStringList({sketches, QStringLiteral("file")}) << QStringLiteral("file is no folder");
     QTest::newRow("folder published in itself")
         << QStringList({sketches, sketches}) << QStringLiteral("must be different folders");
+    QTest::newRow("folder published below itself")
+        << QStringList({sketches, sketches + QStringLiteral("/vt_updater")})
+        << QStringLiteral("SERVED must not be in SKETCHES");
+    QTest::newRow("folder published below itself by another name")
+        << QStringList({QStringLiteral("link"), sketches + QStringLiteral("/vt_updater")})
+        << QStringLiteral("SERVED must not be in SKETCHES");
+    QTest::newRow("pass over without a rehearsal")
+        << QStringList({QStringLiteral("--pass-over"), QStringLiteral("Blink"), sketches,
+                        QStringLiteral("vt_updater")})
+        << QStringLiteral("--build and --pass-over are for --rehearse");
+    QTest::newRow("build without a rehearsal")
+        << QStringList({QStringLiteral("--build"), QStringLiteral("build"), sketches,
+                        QStringLiteral("vt_updater")})
+        << QStringLiteral("--build and --pass-over are for --rehearse");
     QTest::newRow("folder published in itself by another name")
         << QStringList({sketches, QStringLiteral("link")})
         << QStringLiteral("must be different folders");

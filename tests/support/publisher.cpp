@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int bytesOfRecord = 16;
+constexpr int patienceWithRehearsals = 5 * patience; // they try many sketches
 const QString tool = QStringLiteral(PUBLISH_REPOSITORY);
 
 Publisher::Result runCommand(QStringList command)
@@ -22,7 +23,8 @@ Publisher::Result runCommand(QStringList command)
     QProcess process;
     process.start(command.takeFirst(), command, QIODevice::ReadOnly);
     Publisher::Result result;
-    if (!process.waitForFinished(patience) || process.exitStatus() != QProcess::NormalExit)
+    if (!process.waitForFinished(patienceWithRehearsals)
+        || process.exitStatus() != QProcess::NormalExit)
         return result;
     result.exitStatus = process.exitCode();
     result.steps = QString::fromUtf8(process.readAllStandardOutput())

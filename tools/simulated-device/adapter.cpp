@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t packetSize = 62; // 64 of a full-speed packet, less two status bytes
 constexpr std::size_t bufferSize = 128;
+constexpr std::size_t keptSize = 256; // of what is handed over
 constexpr unsigned latencyMs = 16;
 constexpr unsigned latencyByteTimes = latencyMs * baudRate / bitsPerByte / 1000;
 constexpr speed_t hostSpeed = B115200;
@@ -40,6 +41,7 @@ void Adapter::unplug()
 void Adapter::open()
 {
     m_isOpen = true;
+    m_handedOver.clear();
     m_port->discardUnread();
     driveModemLines(0);
     driveModemLines(linesWhenOpen);
@@ -118,10 +120,19 @@ void Adapter::passByteToChip()
 void Adapter::sendPacket()
 {
     // Nobody asks a closed adapter for its packets.
-    if (m_isOpen)
-        m_port->write(hostSpeedIsRight() ? m_packet
-                                         : std::string(m_packet.size(), char(garbledByte)));
+    if (m_isOpen && hostSpeedIsRight())
+        handOver();
+    else if (m_isOpen)
+        m_port->write(std::string(m_packet.size(), char(garbledByte)));
     m_packet.clear();
+}
+
+void Adapter::handOver()
+{
+    m_port->write(m_packet);
+    m_handedOver += m_packet;
+    if (m_handedOver.size() > keptSize)
+        m_handedOver.erase(0, m_handedOver.size() - keptSize);
 }
 
 bool Adapter::hostSpeedIsRight() const

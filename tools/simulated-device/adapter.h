@@ -38,6 +38,8 @@ public:
 
     std::uint64_t bytesToChip() const { return m_bytesToChip; }
     std::uint64_t bytesFromChip() const { return m_bytesFromChip; }
+    // The last bytes that the host was handed, at the right speed, since the port was opened.
+    const std::string &handedOver() const { return m_handedOver; }
 
 private:
     bool raisesReset(int lines) const;
@@ -45,6 +47,7 @@ private:
     void finishTransfers();
     void passByteToChip();
     void sendPacket();
+    void handOver();
     bool hostSpeedIsRight() const;
 
     ByteSink m_toChip;
@@ -55,6 +58,7 @@ private:
     std::deque<std::uint8_t> m_bufferToChip;
     std::string m_packet;
     unsigned m_packetAge = 0; // in byte times
+    std::string m_handedOver;
     std::uint64_t m_bytesToChip = 0;
     std::uint64_t m_bytesFromChip = 0;
 };

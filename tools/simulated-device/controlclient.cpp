@@ -30,7 +30,7 @@ std::string commandLine(int count, char **arguments)
     // The simulation may run in another folder than this client.
     if (count == 3 && std::string(arguments[1]) == "dump")
         return "dump " + absolutePath(arguments[2]);
-    throw Error("usage: simulated-device-control unplug|replug|reset|status|dump FILE");
+    throw Error("usage: simulated-device-control unplug|replug|reset|received|status|dump FILE");
 }
 
 FileDescriptor connectToDevice()

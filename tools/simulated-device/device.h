@@ -24,6 +24,7 @@ public:
     void resetChip();
     std::string flash() const { return m_chip.flash(); }
     std::string status() const;
+    const std::string &handedOver() const { return m_adapter.handedOver(); }
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -15,6 +15,8 @@
 #include <filesystem>
 #include <fstream>
 #include <glib-unix.h>
+#include <iomanip>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -127,6 +129,7 @@ private:
     std::string unplug();
     std::string replug();
     std::string reset();
+    std::string received() const;
     std::string dump(const std::string &path) const;
 
     const Options &m_options;
@@ -192,6 +195,8 @@ try {
         return reset();
     if (line == "status")
         return "ok " + m_device.status();
+    if (line == "received")
+        return received();
     if (line.compare(0, dumpTo.size(), dumpTo) == 0)
         return dump(line.substr(dumpTo.size()));
     return "error unknown command: " + line;
@@ -221,6 +226,15 @@ std::string Session::reset()
         return "error the device is not plugged in";
     m_device.resetChip();
     return "ok reset";
+}
+
+std::string Session::received() const
+{
+    std::ostringstream digits;
+    digits << "ok " << std::hex << std::setfill('0');
+    for (const char byte : m_device.handedOver())
+        digits << std::setw(2) << unsigned(static_cast<unsigned char>(byte));
+    return digits.str();
 }
 
 std::string Session::dump(const std::string &path) const

@@ -47,6 +47,8 @@ Control:
   reset              reset the chip
   dump FILE          write the 32 KiB of flash to FILE (relative to the folder in
                      which simulated-device was started)
+  received           "ok HEX": the last 256 bytes that the host was handed, at the
+                     right speed, since the port was opened
   status             "ok plugged|unplugged opens=N resets=N in=N out=N pc=0xHHHH":
                      openings of the port, resets by DTR or by "reset", bytes to
                      and from the chip, program counter

@@ -1,0 +1,9 @@
+void setup()
+{
+    Serial.begin(115200);
+}
+
+void loop()
+{
+    Serial.read();
+}
