@@ -7,6 +7,7 @@
 
 #include <QSocketNotifier>
 
+#include <poll.h>
 #include <utility>
 
 namespace {
@@ -64,10 +65,18 @@ Sketch sketchInVersionLine(const QString &line)
     return Sketch(QFileInfo(line.split(QLatin1Char(':')).at(1)));
 }
 
+// Qt 6.8 takes the end of a port that was pulled for an empty read, and reports no error.
+bool hasHungUp(const QSerialPort &port)
+{
+    pollfd descriptor {port.handle(), 0, 0};
+    return poll(&descriptor, 1, 0) > 0 && (descriptor.revents & POLLHUP) != 0;
+}
+
 // The query's waits leave a time-out behind, which says nothing about the port.
 bool isLost(const QSerialPort &port)
 {
-    return port.error() != QSerialPort::NoError && port.error() != QSerialPort::TimeoutError;
+    return (port.error() != QSerialPort::NoError && port.error() != QSerialPort::TimeoutError)
+        || hasHungUp(port);
 }
 
 // A lost port may report its loss without end, as fast as the processor can, until it is closed.

@@ -85,7 +85,8 @@ function(vtupdater_add_test name)
     add_executable(${name} ${name}.cpp)
     set_target_properties(${name} PROPERTIES
         AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/tests")
-    target_link_libraries(${name} PRIVATE vtupdater_core test_support vtupdater_options)
+    target_link_libraries(${name} PRIVATE
+        vtupdater_core test_support vtupdater_options waiting_options)
     target_precompile_headers(${name} REUSE_FROM test_support)
 
     set(wrapper "")

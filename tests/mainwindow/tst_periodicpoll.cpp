@@ -56,9 +56,13 @@ void sendByReturn(const MainWindow &window, const QString &text)
 }
 
 // The device is asked when it is selected and again when the monitor opens.
+// A query asks again when an answer is late, as on a busy machine.
 QByteArray receivedAfterTheQueries(const ScriptedDevice &device)
 {
-    return device.received().mid(2);
+    QByteArray received = device.received();
+    while (received.startsWith('v'))
+        received.remove(0, 1);
+    return received;
 }
 
 // Returns in the middle of a tick, so that nearly a whole period follows in which to act.
