@@ -2,8 +2,7 @@
 #                                  -DGENERATOR=NAME -P tst_buildlayout.cmake
 
 set(scratch "${BUILD}/tests/build layout")
-set(tree "${scratch}/source")
-set(scratch_build "${scratch}/build")
+include("${CMAKE_CURRENT_LIST_DIR}/copiedtree.cmake")
 set(packaged "${tree}/deploy/avrdude")
 
 function(expect_same_file actual expected)
@@ -20,12 +19,8 @@ function(expect_exists file)
     endif()
 endfunction()
 
-function(copy_tree)
-    file(REMOVE_RECURSE "${scratch}")
-    foreach(part about app cmake deploy forms mainwindow resources serialmonitor sketch
-            CMakeLists.txt LICENSE)
-        file(COPY "${SOURCE}/${part}" DESTINATION "${tree}")
-    endforeach()
+function(copy_tree_without_uploader)
+    copy_tree()
     file(REMOVE "${packaged}/avrdude" "${packaged}/avrdude.conf")
 endfunction()
 
@@ -36,31 +31,14 @@ function(add_packaged_uploader)
     file(WRITE "${packaged}/avrdude.conf" "# packaged\n")
 endfunction()
 
-# The policy keeps the staging from building the program first.
-function(configure result)
-    execute_process(
-        COMMAND ${CMAKE_COMMAND} -G "${GENERATOR}" -S "${tree}" -B "${scratch_build}"
-                -DCMAKE_POLICY_DEFAULT_CMP0112=NEW ${ARGN}
-        RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
-    set(${result} ${code} PARENT_SCOPE)
-    set(output "${output}" PARENT_SCOPE)
-endfunction()
-
-function(expect_configured)
-    configure(result ${ARGN})
-    if(NOT result EQUAL 0)
-        message(FATAL_ERROR "CMake fails with \"${ARGN}\": ${output}")
-    endif()
-endfunction()
-
 function(expect_staged program configuration)
-    execute_process(COMMAND ${CMAKE_COMMAND} --build "${scratch_build}" --target stage_uploader
+    execute_process(COMMAND ${CMAKE_COMMAND} --build "${folder}" --target stage_uploader
         RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
     if(NOT result EQUAL 0)
         message(FATAL_ERROR "Staging fails: ${output}")
     endif()
-    expect_same_file("${scratch_build}/avrdude/avrdude" "${program}")
-    expect_same_file("${scratch_build}/avrdude/avrdude.conf" "${configuration}")
+    expect_same_file("${folder}/avrdude/avrdude" "${program}")
+    expect_same_file("${folder}/avrdude/avrdude.conf" "${configuration}")
 endfunction()
 
 function(program_lies_in_top_of_build_folder)
@@ -78,12 +56,12 @@ function(uploader_lies_beside_program)
 endfunction()
 
 function(packaged_uploader_is_staged)
-    copy_tree()
+    copy_tree_without_uploader()
     add_packaged_uploader()
     expect_configured()
     expect_staged("${packaged}/avrdude" "${packaged}/avrdude.conf")
 
-    execute_process(COMMAND "${scratch_build}/avrdude/avrdude" OUTPUT_VARIABLE output)
+    execute_process(COMMAND "${folder}/avrdude/avrdude" OUTPUT_VARIABLE output)
     if(NOT output STREQUAL "packaged\n")
         message(SEND_ERROR "The staged uploader does not run")
     endif()
@@ -91,7 +69,7 @@ endfunction()
 
 function(half_a_packaged_uploader_is_refused)
     foreach(half avrdude avrdude.conf)
-        copy_tree()
+        copy_tree_without_uploader()
         add_packaged_uploader()
         file(REMOVE "${packaged}/${half}")
         configure(result)
@@ -99,7 +77,7 @@ function(half_a_packaged_uploader_is_refused)
             message(SEND_ERROR "A packaged uploader without ${half} was taken: ${output}")
         endif()
     endforeach()
-    copy_tree()
+    copy_tree_without_uploader()
 endfunction()
 
 function(repository_address_can_be_given)
@@ -107,7 +85,7 @@ function(repository_address_can_be_given)
             "http://other.example:8080/a/vt_updater/" "http://nas_2/vt_updater/"
             "http://127.0.0.1:65535/vt_updater/" "http://[::1]:1/~maker/%20b/x+y,z=1/vt_updater/")
         expect_configured("-DVTUPDATER_REPOSITORY_URL=${address}")
-        file(READ "${scratch_build}/generated/addresses.h" addresses)
+        file(READ "${folder}/generated/addresses.h" addresses)
         string(FIND "${addresses}" "\"${address}\"" place)
         if(place EQUAL -1)
             message(SEND_ERROR "The given address did not get into the program: ${addresses}")
@@ -136,8 +114,6 @@ function(malformed_repository_address_is_refused)
         if(NOT output MATCHES "VTUPDATER_REPOSITORY_URL must be an http address")
             message(SEND_ERROR "The address \"${address}\" is not explained: ${output}")
         endif()
-        # Long lines are broken at blanks.
-        string(REGEX REPLACE "[ \n]+" " " output "${output}")
         string(FIND "${output}" "\"${address}\"" place)
         if(place EQUAL -1)
             message(SEND_ERROR "The address \"${address}\" is not named: ${output}")
@@ -146,9 +122,9 @@ function(malformed_repository_address_is_refused)
 endfunction()
 
 function(system_uploader_is_staged_without_packaged_one)
-    copy_tree()
+    copy_tree_without_uploader()
     expect_configured()
-    load_cache("${scratch_build}" READ_WITH_PREFIX found_
+    load_cache("${folder}" READ_WITH_PREFIX found_
         VTUPDATER_AVRDUDE VTUPDATER_AVRDUDE_CONF)
     expect_staged("${found_VTUPDATER_AVRDUDE}" "${found_VTUPDATER_AVRDUDE_CONF}")
 endfunction()

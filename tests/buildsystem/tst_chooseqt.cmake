@@ -5,8 +5,8 @@ set(tree "${BUILD}/tests/choose qt")
 set(no_qt5 -DCMAKE_DISABLE_FIND_PACKAGE_Qt5SerialPort=ON)
 set(no_qt6 -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON)
 
-# Anew, but for what is known of the compilers. Sets "code" and "output" to what CMake says, all in one line, and "tool"
-# to the lupdate that is found.
+# Anew, but for what is known of the compilers. Sets "code" and "output" to what CMake says, all in
+# one line, and "tool" to the lupdate that is found.
 function(configure)
     file(REMOVE "${tree}/build/CMakeCache.txt")
     execute_process(

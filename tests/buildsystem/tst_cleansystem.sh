@@ -16,17 +16,9 @@ enter_own_namespace "${BASH_SOURCE[0]}" "$@"
 
 scratch=$(mktemp -d /tmp/tst_cleansystem.XXXXXX)
 clean=$scratch/clean
-fetched=$folder/fetched
 screenshots=$folder/screenshots
 
-# Root has made what belongs to the one whose folder it is.
-clean_up()
-{
-    remove_clean_system "$1" "$scratch"
-    rm -rf "$fetched/partial"
-    chown -R --reference="$folder" "$folder"
-}
-trap 'clean_up $?' EXIT
+trap 'remove_all_but "$folder" $? "$scratch"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
@@ -36,12 +28,6 @@ copy_sources()
     mkdir "$clean/vantrel-updater"
     git -c safe.directory="$root" -C "$root" ls-files -z \
         | tar -c -C "$root" --null --files-from=- | tar -x -C "$clean/vantrel-updater" --no-same-owner
-}
-
-keep_fetched_packages()
-{
-    mkdir -p "$fetched"
-    mount --bind "$fetched" "$clean/var/cache/apt/archives"
 }
 
 run_demonstration()
@@ -65,7 +51,7 @@ names_and_sizes()
 
 make_clean_system "$release" "$scratch"
 copy_sources
-keep_fetched_packages
+keep_fetched_packages "$clean" "$folder"
 expect "the demonstration installs, builds and drives all by itself" run_demonstration
 grep -E '^ +[0-9.]+ s |flash equals' "$scratch/demo.log"
 expect "it leaves its screenshots" keep_screenshots

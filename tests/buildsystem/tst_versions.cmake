@@ -2,31 +2,7 @@
 #                                                        -P tst_versions.cmake
 
 set(scratch "${BUILD}/tests/versions")
-set(tree "${scratch}/source")
-set(folder "${scratch}/build")
-
-function(copy_tree)
-    file(REMOVE_RECURSE "${scratch}")
-    foreach(part about app cmake deploy forms mainwindow resources serialmonitor sketch
-            CMakeLists.txt LICENSE)
-        file(COPY "${SOURCE}/${part}" DESTINATION "${tree}")
-    endforeach()
-endfunction()
-
-function(configure result)
-    execute_process(COMMAND ${CMAKE_COMMAND} -G "${GENERATOR}" -S "${tree}" -B "${folder}" ${ARGN}
-        RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
-    string(REGEX REPLACE "[ \n]+" " " output "${output}")
-    set(${result} "${code}" PARENT_SCOPE)
-    set(output "${output}" PARENT_SCOPE)
-endfunction()
-
-function(configure_well)
-    configure(result ${ARGN})
-    if(NOT result EQUAL 0)
-        message(FATAL_ERROR "CMake fails with \"${ARGN}\": ${output}")
-    endif()
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/copiedtree.cmake")
 
 function(set_version version)
     file(READ "${SOURCE}/mainwindow/mainwindow.cpp" text)
@@ -47,7 +23,7 @@ endfunction()
 
 function(expect_packages version package short bundle)
     set_version("${version}")
-    configure_well()
+    expect_configured()
     expect_in(CPackConfig.cmake "set(CPACK_PACKAGE_VERSION \"${package}\")")
     expect_in(package/Info.plist
         "<key>CFBundleShortVersionString</key>\n\t<string>${short}</string>"
@@ -66,17 +42,17 @@ endfunction()
 
 function(program_without_number_is_built_but_not_packed)
     set_version("Sunday")
-    configure_well()
+    expect_configured()
     execute_process(COMMAND "${CPACK}" -G TGZ WORKING_DIRECTORY "${folder}"
         RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
     string(REGEX REPLACE "[ \n]+" " " output "${output}")
     if(result EQUAL 0 OR NOT output MATCHES "No package can have the version \"Sunday\"")
         message(SEND_ERROR "A package without a number is made, or not explained: ${output}")
     endif()
-    configure_well(-DVTUPDATER_PACKAGE_VERSION=7)
+    expect_configured(-DVTUPDATER_PACKAGE_VERSION=7)
     expect_in(CPackConfig.cmake "set(CPACK_PACKAGE_VERSION \"7\")"
         "set(CPACK_VTUPDATER_OBSTACLE \"\")")
-    configure_well(-DVTUPDATER_PACKAGE_VERSION=)
+    expect_configured(-DVTUPDATER_PACKAGE_VERSION=)
 endfunction()
 
 function(given_version_must_be_one_of_packages)
@@ -88,15 +64,15 @@ function(given_version_must_be_one_of_packages)
             message(SEND_ERROR "The version \"${version}\" is taken, or not explained: ${output}")
         endif()
     endforeach()
-    configure_well("-DVTUPDATER_PACKAGE_VERSION=1.0+git20261121.1-2~bpo12")
-    configure_well(-DVTUPDATER_PACKAGE_VERSION=)
+    expect_configured("-DVTUPDATER_PACKAGE_VERSION=1.0+git20261121.1-2~bpo12")
+    expect_configured(-DVTUPDATER_PACKAGE_VERSION=)
 endfunction()
 
 # An entry keeps its version, whatever comes after it.
 function(changelog_tells_each_release_once)
     set(ENV{SOURCE_DATE_EPOCH} 1794182400)
     set_version("1.0 beta 6")
-    configure_well()
+    expect_configured()
     file(READ "${tree}/deploy/debian/changelog" entries)
     file(READ "${folder}/package/changelog" changelog)
     if(NOT changelog STREQUAL entries)
@@ -104,7 +80,7 @@ function(changelog_tells_each_release_once)
     endif()
 
     set_version("1.0")
-    configure_well()
+    expect_configured()
     file(READ "${folder}/package/changelog" changelog)
     string(REPLACE "${entries}" "" newer "${changelog}")
     if(newer STREQUAL changelog OR NOT newer MATCHES

@@ -20,14 +20,7 @@ scratch=$(mktemp -d /tmp/build_packages_on.XXXXXX)
 clean=$scratch/clean
 tree=$clean/vantrel-updater
 
-# Root has made what belongs to the one whose folder it is.
-clean_up()
-{
-    remove_clean_system "$1" "$scratch"
-    rm -rf "$folder/fetched/partial"
-    chown -R --reference="$folder" "$folder"
-}
-trap 'clean_up $?' EXIT
+trap 'remove_all_but "$folder" $? "$scratch"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
@@ -36,12 +29,6 @@ copy_sources()
     mkdir "$tree"
     tar -c -C "$sources" --exclude=./build-package --exclude=./translations . \
         | tar -x -C "$tree" --no-same-owner
-}
-
-keep_fetched_packages()
-{
-    mkdir -p "$folder/fetched"
-    mount --bind "$folder/fetched" "$clean/var/cache/apt/archives"
 }
 
 # in_clean_system LOG COMMAND...: in the sources' folder.
@@ -75,7 +62,7 @@ depends_on_qt()
 
 make_clean_system "$release" "$scratch"
 copy_sources
-keep_fetched_packages
+keep_fetched_packages "$clean" "$folder"
 task=build
 [ "$qt" = 5 ] || task=qt$qt
 expect "what building needs is installed" in_clean_system install scripts/install-packages "$task"

@@ -68,3 +68,20 @@ remove_clean_system()
         | xargs -r -n 1 umount -l
     rm -rf --one-file-system "$scratch"
 }
+
+# keep_fetched_packages CLEAN FOLDER: what apt fetches for the clean system stays in FOLDER/fetched, for
+# the next time.
+keep_fetched_packages()
+{
+    mkdir -p "$2/fetched"
+    mount --bind "$2/fetched" "$1/var/cache/apt/archives"
+}
+
+# remove_all_but FOLDER STATUS SCRATCH: as remove_clean_system, and gives FOLDER to its owner: root has
+# made what belongs to the one whose folder it is.
+remove_all_but()
+{
+    remove_clean_system "$2" "$3"
+    rm -rf "$1/fetched/partial"
+    chown -R --reference="$1" "$1"
+}
