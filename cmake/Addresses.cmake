@@ -1,5 +1,5 @@
-# Every web address that the program or a package holds. A maker who builds for other addresses
-# changes them here; the repository's can also be given on the command line.
+# All web addresses in the program and the packages. To build for other addresses, change them here;
+# the repository's can also be given on the command line.
 
 set(VTUPDATER_REPOSITORY_URL "http://updates.korvex.example/vt_updater/"
     CACHE STRING "Online repository: an http address whose path ends in /vt_updater/")
@@ -11,7 +11,7 @@ set(VTUPDATER_QT_PAGE "https://www.qt.io/download-open-source")
 set(VTUPDATER_AVRDUDE_PAGE "https://github.com/avrdudes/avrdude")
 set(VTUPDATER_LIBUSB_PAGE "https://libusb.info")
 
-# A file's name is put behind the address as it stands, so it must be all path from the host on.
+# File names are appended unchanged, so the address must consist of a host and a path.
 set(host_name "[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)*")
 set(host "(${host_name}|\\[[0-9A-Fa-f:.]+\\])")
 set(path_characters "([A-Za-z0-9._~!$&*+,=:@-]|%[0-9A-Fa-f][0-9A-Fa-f])+")

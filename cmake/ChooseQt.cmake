@@ -1,14 +1,14 @@
-# Which Qt the program is built with. The sources fit Qt 5.15 and Qt 6.4, and what came after it.
+# Which Qt the program is built with. The sources compile with Qt 5.15, and with Qt 6.4 and newer.
 
 set(least_version_of_5 5.15)
 set(least_version_of_6 6.4)
 set(least_version_number_of_5 0x050f00)
 set(least_version_number_of_6 0x060400)
 
-# A cached choice stays. An empty one is none.
+# Keep a cached choice, unless it is empty.
 if(NOT QT_MAJOR_VERSION)
     unset(QT_MAJOR_VERSION CACHE)
-    # The part that a system with Qt 5 may lack; without it nothing of Qt 5 is loaded.
+    # The module that is often missing; without it nothing of Qt 5 is loaded.
     find_package(Qt5SerialPort ${least_version_of_5} QUIET)
     if(Qt5SerialPort_FOUND)
         set(default_version 5)
@@ -40,8 +40,8 @@ get_target_property(qmake ${qt}::qmake LOCATION)
 execute_process(COMMAND "${qmake}" -query QT_HOST_BINS
     OUTPUT_VARIABLE qt_programs OUTPUT_STRIP_TRAILING_WHITESPACE)
 
-# find_qt_program(VARIABLE NAME): a command of the chosen Qt. One of another Qt is none, nor is a
-# forwarder with nothing behind it.
+# find_qt_program(VARIABLE NAME): a command of the chosen Qt. A command of another Qt does not count,
+# nor does a forwarder to a Qt that is not installed.
 function(find_qt_program variable name)
     foreach(attempt cached searched)
         find_program(${variable} ${name} HINTS "${qt_programs}")

@@ -1,4 +1,4 @@
-# What our own sources are compiled with; dependencies' headers are system headers and exempt.
+# Options for our own sources; headers of dependencies are system headers and exempt.
 
 option(VTUPDATER_WARNINGS_AS_ERRORS "Let a compiler warning in our code fail the build" OFF)
 option(VTUPDATER_SANITIZERS "Build with the address and undefined behaviour sanitizers" OFF)
@@ -10,8 +10,9 @@ if(VTUPDATER_COMPILER_CACHE)
     mark_as_advanced(VTUPDATER_CCACHE)
 endif()
 if(VTUPDATER_COMPILER_CACHE AND VTUPDATER_CCACHE)
-    # Precompiled headers are compared by their content instead of by their age.
-    set(cache ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+    # Compare precompiled headers by their content, not by their age. On a miss, take the dependencies
+    # from the compiler instead of running the preprocessor first.
+    set(cache ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros CCACHE_DEPEND=1
         "${VTUPDATER_CCACHE}")
     set(CMAKE_C_COMPILER_LAUNCHER ${cache})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${cache})
@@ -37,8 +38,8 @@ target_compile_definitions(vtupdater_options INTERFACE
     QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING
 )
-# What users run is hardened as distributions do it. Qt's own options make the code position
-# independent already; the check lets CMake link it so.
+# Release builds are hardened like those of distributions. Qt's options already make the code position
+# independent; the check lets CMake link it that way.
 include(CheckPIESupported)
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
@@ -51,7 +52,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
         target_compile_options(vtupdater_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:${flag}>)
     endif()
 endforeach()
-# Where the compiler sets a level itself, that one stays.
+# Keep the compiler's own level if it sets one.
 set(CMAKE_REQUIRED_FLAGS -O2)
 check_cxx_source_compiles("
 #ifdef _FORTIFY_SOURCE
@@ -63,14 +64,14 @@ if(VTUPDATER_FORTIFY AND NOT VTUPDATER_SANITIZERS)
     target_compile_definitions(vtupdater_options INTERFACE
         $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
-# The table of imported functions is filled at the start and read-only from then on.
+# The table of imported functions is filled at the start and then read-only.
 target_link_options(vtupdater_options INTERFACE $<$<PLATFORM_ID:Linux>:-Wl,-z,relro,-z,now>)
 
-# The same sources make the same program, whatever the folder that they lie in. A debugger of the
-# sources finds them by their path.
+# The same sources make the same program in any folder. A debug build keeps the paths, by which the
+# debugger finds the sources.
 check_cxx_compiler_flag(-ffile-prefix-map=a=b VTUPDATER_HAS_FILE_PREFIX_MAP)
 if(VTUPDATER_HAS_FILE_PREFIX_MAP)
-    # The last that fits counts, and a build folder often lies in the sources.
+    # The last match counts, and a build folder is often inside the sources.
     foreach(folder "${PROJECT_SOURCE_DIR}=." "${PROJECT_BINARY_DIR}=build")
         target_compile_options(vtupdater_options INTERFACE
             "$<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${folder}>")

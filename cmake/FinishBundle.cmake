@@ -1,5 +1,5 @@
 # Run by the installation, with bundle, macdeployqt and identity set: puts Qt into the bundle, then
-# signs it. Whatever changes a file comes before its signature, and the inner ones come first.
+# signs it. Files are changed before they are signed, and the inner ones are signed first.
 
 set(contents "${bundle}/Contents")
 
@@ -39,7 +39,7 @@ run("${macdeployqt}" "${bundle}" -always-overwrite)
 
 file(GLOB_RECURSE libraries "${contents}/Frameworks/*.dylib" "${contents}/PlugIns/*.dylib")
 file(GLOB frameworks "${contents}/Frameworks/*.framework")
-# All that lies in MacOS counts as code, the uploader's configuration and translations too.
+# Everything in MacOS counts as code, even the uploader's configuration and translations.
 file(GLOB uploader "${contents}/MacOS/avrdude/*")
 file(GLOB translations "${contents}/MacOS/*.qm")
 foreach(file IN LISTS libraries frameworks uploader translations ITEMS "${bundle}")

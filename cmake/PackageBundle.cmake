@@ -1,5 +1,5 @@
-# What the macOS bundle and its disk image hold. The uploader must need nothing but the system's own
-# libraries: what macdeployqt copies into the bundle is found by the program only.
+# The contents of the macOS bundle and its disk image. The uploader must depend on system libraries
+# alone: only the program finds what macdeployqt copies into the bundle.
 
 set(VTUPDATER_SIGNING_IDENTITY "-" CACHE STRING
     "Identity that codesign signs the bundle with; \"-\" signs it for this machine only")
@@ -25,5 +25,5 @@ install(CODE "
     COMPONENT bundle)
 
 set(CPACK_DMG_VOLUME_NAME "Vantrel Updater ${VTUPDATER_VERSION}")
-# Stripping comes after the signing and would break the signatures.
+# Stripping would happen after signing and break the signatures.
 set(CPACK_STRIP_FILES OFF)

@@ -1,5 +1,5 @@
-# What the Debian package holds. The program lies where no path leads to it; the command on the path
-# runs it in a folder of the user's own.
+# The contents of the Debian package. The program is not on the path; the command that is runs it in a
+# folder of the user.
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "keep the firmware of a Vantrel device current")
@@ -12,10 +12,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS avrdude)
 if(QT_MAJOR_VERSION EQUAL 6)
-    # What Qt shows windows with is only recommended by Qt 6 itself.
+    # Qt 6 only recommends the plugin that displays windows.
     string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", qt6-qpa-plugins")
 endif()
-# With one of these the command tells a user of the desktop why it cannot start the program.
+# With one of these the command shows why it cannot start the program.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "x11-utils | zenity | kdialog | gxmessage | libnotify-bin")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
@@ -50,7 +50,7 @@ foreach(size 16 22 24 32 48 64 128 256)
         COMPONENT debian)
 endforeach()
 
-# Debian wants both compressed as small as can be and without a time stamp.
+# Debian wants both compressed as much as possible and without a time stamp.
 function(install_compressed file destination)
     add_custom_command(OUTPUT "${file}.gz" COMMAND gzip -9nkf "${file}" DEPENDS "${file}" VERBATIM)
     install(FILES "${file}.gz" DESTINATION ${destination} COMPONENT debian)

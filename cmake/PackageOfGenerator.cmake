@@ -1,4 +1,4 @@
-# Read by cpack for each generator: a package holds the one component that is made for it.
+# Read by cpack for each generator: each package contains the one component that is made for it.
 
 set(component_of_DEB debian)
 set(component_of_TGZ portable)

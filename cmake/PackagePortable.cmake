@@ -1,4 +1,4 @@
-# What the portable archive holds: one folder with everything in it.
+# The contents of the portable archive: a single folder.
 
 install(TARGETS VTUpdater RUNTIME DESTINATION . COMPONENT portable)
 install(FILES ${compiled_translations} DESTINATION . COMPONENT portable)

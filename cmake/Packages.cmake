@@ -3,7 +3,7 @@
 include(cmake/SourceDate.cmake)
 include(cmake/Version.cmake)
 
-# For those who look at the program from outside.
+# For scripts that need the program's version.
 file(WRITE "${PROJECT_BINARY_DIR}/version.txt" "${VTUPDATER_VERSION}\n")
 
 set(deploy "${PROJECT_SOURCE_DIR}/deploy")

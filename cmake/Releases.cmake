@@ -1,4 +1,4 @@
-# What the Debian package tells of its releases: their changelog, and from it the lines of the metainfo.
+# The releases in the Debian package: the changelog, and the metainfo's lines made from it.
 
 file(READ "${deploy}/debian/changelog" changelog)
 string(FIND "${changelog}" "vantrel-updater (${VTUPDATER_PACKAGE_VERSION}) " newest_entry)

@@ -1,5 +1,5 @@
-# Run by cpack when it has made the portable archive: packs it once more, so that neither the builder's
-# name nor the file modes of the build nor the order of a disk's folders get into it.
+# Run by cpack after it has made the portable archive: packs it again, so that it does not depend on the
+# builder's name, the build's file modes or the order of files on the disk.
 
 get_filename_component(name "${CPACK_TEMPORARY_DIRECTORY}" NAME)
 get_filename_component(parent "${CPACK_TEMPORARY_DIRECTORY}" DIRECTORY)

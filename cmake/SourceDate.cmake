@@ -1,6 +1,6 @@
-# The date for all that would otherwise hold the time at which a package is made: that of the commit
-# or, without git, that of the newest entry in the changelog. A given one stays. Included by CMake and
-# by cpack, so that whoever calls the one or the other gets the same package.
+# The date in a package, instead of the time when it is made: that of the commit or, without git, that
+# of the newest entry in the changelog. A date that is given is kept. Included by CMake and by cpack, so
+# that both make the same package.
 
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
 set(date "$ENV{SOURCE_DATE_EPOCH}")

@@ -1,4 +1,4 @@
-# Puts avrdude and its configuration beside the program: a packager's own from deploy/avrdude/,
+# Copies avrdude and its configuration beside the program: a packager's own from deploy/avrdude/,
 # else the system's.
 
 set(packaged_uploader "${PROJECT_SOURCE_DIR}/deploy/avrdude")

@@ -1,7 +1,6 @@
-# The texts of the program for translators. docs/translating.md says what to do with them.
+# The program's texts for translators; see docs/translating.md.
 
-# The texts that hold an address are looked up with the address, so they come from what was
-# configured.
+# Texts with an address are looked up with the address, so they are taken from the configured files.
 set(translated_files "${PROJECT_BINARY_DIR}/generated/about.ui"
     "${PROJECT_BINARY_DIR}/generated/addresses.h")
 get_target_property(program_sources vtupdater_core SOURCES)
@@ -13,7 +12,7 @@ list(JOIN translated_files "\n" translated_files_lines)
 file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/translations/files.lst"
     CONTENT "-I${PROJECT_SOURCE_DIR}\n${translated_files_lines}\n")
 
-# For the build itself no translation tools are needed.
+# The build itself needs no translation tools.
 find_qt_program(VTUPDATER_LUPDATE lupdate)
 if(VTUPDATER_LUPDATE)
     set(translation_template "${PROJECT_BINARY_DIR}/translations/template.ts")
@@ -27,8 +26,8 @@ if(VTUPDATER_LUPDATE)
     add_custom_target(translation_template DEPENDS "${translation_template}")
 endif()
 
-# The translations that the sources hold are compiled and put beside the program, where it looks for
-# them, and into the packages. A program loads one file: Qt's own texts are in it as well.
+# Translations in the sources are compiled and stored beside the program, where it looks for them, and in
+# the packages. The program loads a single file, so it also contains Qt's own texts.
 file(GLOB translations "${PROJECT_SOURCE_DIR}/translations/*.ts")
 if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/translations")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS translations)
@@ -36,7 +35,7 @@ endif()
 set(compiled_translations "")
 if(translations)
     find_qt_program(VTUPDATER_LRELEASE lrelease)
-    # It tells no version, so it is the one of the same package.
+    # It does not tell its version, so take the one from the same package.
     get_filename_component(lrelease_folder "${VTUPDATER_LRELEASE}" DIRECTORY)
     find_program(VTUPDATER_LCONVERT lconvert PATHS "${lrelease_folder}" NO_DEFAULT_PATH)
     execute_process(COMMAND "${qmake}" -query QT_INSTALL_TRANSLATIONS
@@ -89,6 +88,6 @@ if(compiled_translations)
         DEPENDS ${compiled_translations}
         VERBATIM
     )
-    # Else the folder may not be there yet.
+    # The folder may not exist yet.
     add_dependencies(stage_translations VTUpdater)
 endif()

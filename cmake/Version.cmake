@@ -1,4 +1,4 @@
-# The program's version, which stands in the program, and what the packages make of it.
+# The version of the program, read from its source, and of the packages.
 
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS mainwindow/mainwindow.cpp)
 file(STRINGS mainwindow/mainwindow.cpp version_line REGEX "applicationVersion = ")
@@ -7,8 +7,8 @@ if(NOT version_line MATCHES "\"(.+)\"")
 endif()
 set(VTUPDATER_VERSION "${CMAKE_MATCH_1}")
 
-# Debian sorts "1.0~beta6" before "1.0", macOS knows "1.0b6". What follows the number and is no
-# name of an early version comes after it: "1.0 hotfix" is "1.0+hotfix".
+# Debian sorts "1.0~beta6" before "1.0"; macOS uses "1.0b6". A suffix that does not name a pre-release
+# sorts after the number: "1.0 hotfix" becomes "1.0+hotfix".
 set(VTUPDATER_SHORT_VERSION 0)
 set(VTUPDATER_BUNDLE_VERSION 0)
 set(default_package_version "")

@@ -1,4 +1,4 @@
-# Run by the installation: writes the archive's README with the libraries that its programs name.
+# Run by the installation: writes the archive's README with the libraries that its programs need.
 
 set(folder "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 set(libraries "")

@@ -1,7 +1,7 @@
-# How the folders of the tests register what stands in them. A test whose tools or libraries are
-# missing is left out, and the end of the configuration tells of all of them at once.
+# Registers the tests of a folder. A test is left out if its tools or libraries are missing; CMake lists
+# all of these at the end.
 
-# vtupdater_leave_out(TEST MISSING...): what is missing has the name of its Debian package.
+# vtupdater_leave_out(TEST MISSING...): MISSING is the name of a Debian package.
 function(vtupdater_leave_out test)
     list(REMOVE_DUPLICATES ARGN)
     list(SORT ARGN)
@@ -16,7 +16,7 @@ function(vtupdater_tell_what_is_left_out)
         return()
     endif()
     list(REMOVE_DUPLICATES all)
-    set(text "Tests are left out, for want of:")
+    set(text "Tests are left out because these are missing:")
     foreach(missing IN LISTS all)
         get_property(tests GLOBAL PROPERTY "tests_without_${missing}")
         list(JOIN tests " " tests)
@@ -25,7 +25,8 @@ function(vtupdater_tell_what_is_left_out)
     message(WARNING "${text}")
 endfunction()
 
-# vtupdater_has(RESULT TEST PROGRAM=PACKAGE...): whether all are there; if not, leaves the test out.
+# vtupdater_has(RESULT TEST PROGRAM=PACKAGE...): whether all programs are found; if not, leaves the test
+# out.
 function(vtupdater_has result test)
     set(missing "")
     foreach(need IN LISTS ARGN)
@@ -58,12 +59,12 @@ endfunction()
 
 # vtupdater_add_test(NAME [LINUX] [USB | DEVICE PORT] [PROCESSORS PLACES] [COST SECONDS]
 #                    [TIMEOUT SECONDS] [LABELS LABEL...])
-# One QtTest program, built into one folder with all others, and a test of its name and the suffix
-# that tells one build's tests from another's. USB runs it where adapters can be plugged in, DEVICE on
-# a simulated device; each such test has a port name of its own, because QSerialPort locks names.
-# PROCESSORS says how many of a core's places it takes, all of them on a simulated device, whose chip
-# must keep up with the clock. What has a COST begins early. LINUX is for what uses more than POSIX.
-# The time limit, 600 s unless given, ends what hangs: a test that waits in vain says so before.
+# Builds one QtTest program, in the same folder as all others, and adds a test with its name and the suffix
+# of this build. USB runs it where adapters can be simulated, DEVICE on a simulated device; each of these
+# needs its own port name, because QSerialPort locks names. PROCESSORS is the number of places that it
+# takes; on a simulated device it takes all places of a core, because the chip must keep up with the
+# clock. Tests with a COST start early. LINUX tests use more than POSIX. The TIMEOUT, 600 s by default, is
+# for tests that hang: a test that waits in vain fails earlier.
 function(vtupdater_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "LINUX;USB" "DEVICE;PROCESSORS;COST;TIMEOUT" "LABELS")
     if(arg_LINUX AND NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
@@ -108,8 +109,8 @@ function(vtupdater_add_test name)
                 $<TARGET_FILE:${name}>
         COMMAND_EXPAND_LISTS
     )
-    # The repository is refused at once unless a test serves it. A lost connection only prints a
-    # line, so the line fails the test.
+    # Connections to the repository are refused unless a test serves it. A signal that cannot be connected
+    # only prints a line, so this line fails the test.
     set_tests_properties(${test} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
@@ -128,7 +129,7 @@ LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0"
     endif()
 endfunction()
 
-# The same test program once more, on a real display with a window manager.
+# Runs the same test program again, on a real display with a window manager.
 function(vtupdater_test_on_desktop name)
     if(NOT TARGET ${name})
         return()
@@ -156,7 +157,7 @@ function(vtupdater_test_starts_program name)
     add_dependencies(${name} VTUpdater)
 endfunction()
 
-# Tests that know the simulated device's commands and what is built for its chip.
+# Tests that use the simulated device's commands and the images for its chip.
 function(vtupdater_test_uses_simulated_device name)
     target_compile_definitions(${name} PRIVATE
         SIMULATED_DEVICE="$<TARGET_FILE:simulated-device>"
@@ -171,4 +172,17 @@ function(vtupdater_add_shell_test name)
     set(test ${name}${VTUPDATER_TEST_SUFFIX})
     add_test(NAME ${test} COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/${name}.sh" ${ARGN})
     set_tests_properties(${test} PROPERTIES FIXTURES_REQUIRED "build${VTUPDATER_TEST_SUFFIX}")
+endfunction()
+
+# vtupdater_keep_system(NAME [RELEASE]): makes a clean Debian of that release, or of the machine's own, for
+# the tests that require the fixture system_NAME.
+function(vtupdater_keep_system name)
+    get_property(kept GLOBAL PROPERTY system_${name})
+    if(NOT kept)
+        set_property(GLOBAL PROPERTY system_${name} ON)
+        add_test(NAME keep_system_${name}
+            COMMAND "${support}/keep-system" "${PROJECT_BINARY_DIR}/tests/systems" ${ARGN})
+        set_tests_properties(keep_system_${name} PROPERTIES
+            FIXTURES_SETUP system_${name} TIMEOUT 900 LABELS slow COST 1500)
+    endif()
 endfunction()

@@ -1,5 +1,5 @@
-// What stands on the screen at 96 to 192 dots per inch: the windows are scaled as a whole, no text
-// is cut, and the menu bar leaves the status line its place.
+// What the screen shows at 96 to 192 dots per inch: the windows are scaled as a whole, no text is
+// cut off, and the menu bar leaves room for the status line.
 #include "about/about.h"
 #include "app/displayscaling.h"
 #include "mainwindow/mainwindow.h"
@@ -29,7 +29,7 @@
 
 namespace {
 
-constexpr int textMargin = 20; // pixels, more than any text of the windows reaches beyond its label
+constexpr int textMargin = 20; // pixels, more than any text extends beyond its label
 const char *const dotsVariable = "VTUPDATER_TEST_DOTS_PER_INCH";
 
 int dotsPerInch()
@@ -55,7 +55,7 @@ QColor background(const QWidget &window)
     return window.palette().color(QPalette::Window);
 }
 
-// The pixels of the screen that belong to the area alone.
+// The screen's pixels that belong only to this area.
 QRect onScreen(const QWidget &window, const QRect &area)
 {
     const qreal factor = window.devicePixelRatioF();
@@ -74,7 +74,7 @@ QRect areaOf(const QMenuBar &bar, QAction *entry)
     return bar.actionGeometry(entry).translated(areaOf(bar).topLeft());
 }
 
-// What lies beyond the picture is empty.
+// Beyond the picture it is empty.
 QImage partOf(const QImage &picture, const QRect &area, const QWidget &window)
 {
     const QRect part = onScreen(window, area);
@@ -149,7 +149,7 @@ QList<const QLabel *> shownLabels(const QWidget &window)
     return labels;
 }
 
-// What is wrong with the label's text on the screen; empty when it stands there whole.
+// What is wrong with the label's text on the screen; empty if it is complete.
 QString flawOf(const QLabel &label)
 {
     const LoneLabel alone(label);
@@ -161,7 +161,7 @@ QString flawOf(const QLabel &label)
     return whole ? QString() : QStringLiteral("covered or cut");
 }
 
-// "name: flaw" of each label whose text does not stand whole in its window.
+// "name: flaw" for each label whose text is not complete.
 QStringList flawsOf(const QWidget &window)
 {
     QStringList flaws;
@@ -206,7 +206,7 @@ QImage row(const QImage &image, int y)
     return image.copy(0, y, image.width(), 1);
 }
 
-// How many rows of the one are as in the other.
+// How many rows are equal.
 int unchangedRows(const QImage &before, const QImage &after)
 {
     int unchanged = 0;
@@ -215,7 +215,7 @@ int unchangedRows(const QImage &before, const QImage &after)
     return unchanged;
 }
 
-// Rows of pixels that stand out from the background at the left edge.
+// Rows of pixels that differ from the background at the left edge.
 QList<QImage> rulesOf(const QImage &bar, const QColor &background)
 {
     QList<QImage> rules;
@@ -490,7 +490,7 @@ int runTests(int argc, char *argv[])
     return QTest::qExec(&tests, argc, argv);
 }
 
-// The tests in a process of their own, on a screen of so many dots per inch.
+// The tests in another process, on a screen with this many dots per inch.
 int runOnScreen(int dotsPerInch)
 {
     Desktop desktop;

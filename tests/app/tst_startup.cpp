@@ -1,4 +1,4 @@
-// The program as its user starts it: a process of its own, from its first line to its exit status.
+// The program as a user starts it, from its first line of output to its exit status.
 #include "support/desktop.h"
 #include "support/patience.h"
 
@@ -22,7 +22,7 @@ const QString aboutTitle = QStringLiteral("About VTUpdater");
 const QString boxTitle = QStringLiteral("Vantrel Updater");
 const QPoint updateButton(320, 262); // below the menu bar, in the middle of the button
 
-// What the program says at each start, whatever it finds.
+// What the program prints at every start.
 const QString unmatchedSlot =
     QStringLiteral("warning: QMetaObject::connectSlotsByName: No matching signal for "
                    "on_openserialmonitorbutton_clicked()");
@@ -107,10 +107,10 @@ private:
     void installTranslation(const QString &fileName);
     QProcessEnvironment environment(const QString &language) const;
     void start(const QString &language);
-    // In another directory with sketches, by a file that loses its name between its start and the
+    // In another directory with sketches, from a file that is removed between its start and the
     // first line of the program.
     void startNameless(const QString &loss, const QProcessEnvironment &environment);
-    // Both are true when it came to pass in time.
+    // Both are true if it happened in time.
     bool openWindow(const QString &language = QStringLiteral("en_US.UTF-8"));
     bool closeWindow();
     // In whichever language.
@@ -236,7 +236,7 @@ bool tst_Startup::openAboutDialogByKeyboard()
         patience);
 }
 
-// All that the program said until its end.
+// Everything that the program printed.
 QStringList tst_Startup::messages()
 {
     const QString said = QString::fromLocal8Bit(program.readAllStandardError());
@@ -254,7 +254,7 @@ void tst_Startup::saysLocaleAndDirectory_data()
     QTest::newRow("no language") << QStringLiteral("C.UTF-8") << QStringLiteral("C");
 }
 
-// Nothing else is said: no translation, no uploader and no device are no news.
+// It prints nothing else, although there is no translation, uploader or device.
 void tst_Startup::saysLocaleAndDirectory()
 {
     QFETCH(QString, language);
@@ -382,8 +382,8 @@ void tst_Startup::refusesToRunWithoutItsDirectory_data()
         << QStringList({QStringLiteral("VTUpdater")});
 }
 
-// The current directory is not its own: nothing there is touched, and no repository is asked what
-// may stay.
+// The current directory is not the program's own, so it must change nothing there, and must not
+// request the index.
 void tst_Startup::refusesToRunWithoutItsDirectory()
 {
     QFETCH(QString, loss);

@@ -99,7 +99,7 @@ bool fill(const QString &translationFile, const QString &untranslated)
     return file.seek(0) && file.write(content.toUtf8()) > 0;
 }
 
-// What a translator runs; the translation goes beside this program.
+// What a translator runs; the translation is stored beside this program.
 bool runTranslate(const QString &translationFile)
 {
     return QProcess::execute(QStringLiteral(VTUPDATER_TRANSLATE),
@@ -126,7 +126,7 @@ private:
     bool loaded;
 };
 
-// Takes down what the program asks to be translated, and translates nothing.
+// Records what the program wants translated, and translates nothing.
 class Listener : public QTranslator
 {
 public:
@@ -155,7 +155,7 @@ private:
     mutable QSet<QString> heard;
 };
 
-// Leads the window through everything that it can say. Each step is true when it could be done.
+// Makes the window show every text. Each step is true when it could be done.
 class Walk
 {
 public:
@@ -231,7 +231,7 @@ public:
 
     bool upload() const { return pressUpdate(); }
 
-    // With a text under way, so that both of its ends are missed.
+    // With a text that is still to be sent, so that both losses are reported.
     bool loseDevice()
     {
         if (!chooseMonitor())
@@ -360,7 +360,7 @@ void tst_Translation::templateHoldsWhatTheProgramAsksFor()
     Listener listener;
     Walk walk;
     QVERIFY(walk.everything());
-    // Who may not leave the network does not see this box.
+    // Without the right to leave the network this box does not appear.
     if (!walk.refreshOffline())
         listener.add(QStringLiteral("MainWindow"), offlineTexts);
     listener.add(QStringLiteral("main"), {startText});

@@ -1,5 +1,5 @@
-# One build folder for users and developers: what the documents say works one after the other, and
-# no test of an earlier build is run: cmake -DSOURCE=DIR -DBUILD=DIR -P tst_buildfolder.cmake
+# One build folder for users and developers: the documents' commands work one after the other, and tests
+# of an earlier build are not run: cmake -DSOURCE=DIR -DBUILD=DIR -P tst_buildfolder.cmake
 
 set(tree "${BUILD}/tests/build folder")
 set(folder "${tree}/build")
@@ -12,7 +12,7 @@ function(copy_tree)
     endforeach()
 endfunction()
 
-# run(RESULT COMMAND...): in the tree; also sets "output" to all that the command says.
+# run(RESULT COMMAND...): in the tree; also sets "output" to the command's output.
 function(run result)
     execute_process(COMMAND ${ARGN} WORKING_DIRECTORY "${tree}"
         RESULT_VARIABLE code OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -46,7 +46,7 @@ function(expect_tests result)
     endif()
 endfunction()
 
-# A test program of an earlier build, which passes whatever the program's sources are by now.
+# A test program of an earlier build, which passes independently of the sources.
 function(leave_old_test)
     file(MAKE_DIRECTORY "${folder}/tests")
     file(WRITE "${folder}/tests/tst_sketch" "#!/bin/sh\necho old; exit 0\n")
@@ -77,7 +77,7 @@ function(test_that_is_not_built_is_not_run)
     endif()
 endfunction()
 
-# Only said, not done: it takes minutes.
+# A dry run, because it takes minutes.
 function(old_test_is_built_anew)
     leave_old_test()
     run_as_told(CONTRIBUTING.md "cmake --preset")
@@ -89,7 +89,7 @@ function(old_test_is_built_anew)
     endforeach()
 endfunction()
 
-# What one preset leaves out keeps the value that an earlier build in its folder has given it.
+# An option that a preset does not set would keep the value of an earlier build in its folder.
 function(each_preset_sets_every_option)
     set(options "")
     foreach(file CMakeLists.txt cmake/CompilerOptions.cmake)

@@ -1,12 +1,12 @@
-# Which Qt a build takes, and which of its programs: cmake -DSOURCE=DIR -DBUILD=DIR
+# Which Qt and which of its programs a build uses: cmake -DSOURCE=DIR -DBUILD=DIR
 #                                                          -P tst_chooseqt.cmake
 
 set(tree "${BUILD}/tests/choose qt")
 set(no_qt5 -DCMAKE_DISABLE_FIND_PACKAGE_Qt5SerialPort=ON)
 set(no_qt6 -DCMAKE_DISABLE_FIND_PACKAGE_Qt6=ON)
 
-# Anew, but for what is known of the compilers. Sets "code" and "output" to what CMake says, all in
-# one line, and "tool" to the lupdate that is found.
+# Configures from scratch, except for the compilers. Sets "code" and "output" (CMake's messages in one
+# line), and "tool" to the lupdate that is found.
 function(configure)
     file(REMOVE "${tree}/build/CMakeCache.txt")
     execute_process(
@@ -33,7 +33,7 @@ function(expect_refused reason)
     endif()
 endfunction()
 
-# A forwarder with nothing behind it, and a program of a Qt that nobody has.
+# A forwarder to a Qt that is not installed, and a program of a Qt that does not exist.
 function(unusable_lupdate_is_not_taken)
     foreach(answer "exit 1" "echo lupdate version 4.8.7")
         file(WRITE "${tree}/bin/lupdate" "#!/bin/sh\n${answer}\n")

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The demonstration on a clean Debian, where it installs and builds all that it needs:
-# tst_cleansystem.sh RELEASE FOLDER. Packages that were fetched and the screenshots stay in FOLDER.
+# The demonstration on a clean Debian, where it installs and builds everything that it needs:
+# tst_cleansystem.sh RELEASE FOLDER [SYSTEMS]. FOLDER keeps the downloaded packages and the
+# screenshots, SYSTEMS (default: FOLDER) the clean system.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -10,6 +11,7 @@ set -euo pipefail
 
 release=$1
 folder=$(realpath -m "$2")
+systems=$(realpath -m "${3:-$2}")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 mkdir -p "$folder"
 enter_own_namespace "${BASH_SOURCE[0]}" "$@"
@@ -49,7 +51,7 @@ names_and_sizes()
         | xargs -0 identify -format '%f %wx%h\n'
 }
 
-make_clean_system "$release" "$scratch"
+make_clean_system "$release" "$scratch" "$systems"
 copy_sources
 keep_fetched_packages "$clean" "$folder"
 expect "the demonstration installs, builds and drives all by itself" run_demonstration

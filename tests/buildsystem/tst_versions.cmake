@@ -1,4 +1,4 @@
-# What versions of the program make of its packages: cmake -DSOURCE=DIR -DBUILD=DIR -DGENERATOR=NAME
+# How the program's version appears in its packages: cmake -DSOURCE=DIR -DBUILD=DIR -DGENERATOR=NAME
 #                                                        -P tst_versions.cmake
 
 set(scratch "${BUILD}/tests/versions")
@@ -68,7 +68,7 @@ function(given_version_must_be_one_of_packages)
     expect_configured(-DVTUPDATER_PACKAGE_VERSION=)
 endfunction()
 
-# An entry keeps its version, whatever comes after it.
+# An entry keeps its version when others follow.
 function(changelog_tells_each_release_once)
     set(ENV{SOURCE_DATE_EPOCH} 1794182400)
     set_version("1.0 beta 6")

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds what the tests of the packages look at: build_packages.sh FOLDER. FOLDER/old holds the
-# packages of this version, FOLDER/again those of the same commit, built in another folder by somebody
-# with other settings, FOLDER/new those of a later version, whose program differs and has a translation.
+# Builds the packages for the tests: build_packages.sh FOLDER. FOLDER/old contains the packages of this
+# version, FOLDER/again those of the same commit, built in another folder with other settings, FOLDER/new
+# those of a later version, whose program differs and has a translation.
 set -euo pipefail
 
 folder=$1

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds packages on a clean Debian, with nothing but what scripts/package and install-packages bring:
-# build_packages_on.sh RELEASE QT SOURCES FOLDER. SOURCES is a copy of the sources that is already there
-# for the machine's own packages, FOLDER/old and FOLDER/new are as there. What was fetched stays in it.
+# Builds packages on a clean Debian, where only scripts/package and install-packages install anything:
+# build_packages_on.sh RELEASE QT SOURCES FOLDER SYSTEMS. SOURCES is the copy of the sources that the
+# machine's own packages were built from, FOLDER/old and FOLDER/new are as there. FOLDER keeps the
+# downloaded packages, SYSTEMS the clean system.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -13,6 +14,7 @@ release=$1
 qt=$2
 sources=$(realpath "$3")
 folder=$(realpath -m "$4")
+systems=$(realpath -m "$5")
 mkdir -p "$folder"
 enter_own_namespace "${BASH_SOURCE[0]}" "$@"
 
@@ -60,7 +62,7 @@ depends_on_qt()
         | grep -E "^ *libqt${qt}serialport$qt(t64)?\\b" >/dev/null
 }
 
-make_clean_system "$release" "$scratch"
+make_clean_system "$release" "$scratch" "$systems"
 copy_sources
 keep_fetched_packages "$clean" "$folder"
 task=build

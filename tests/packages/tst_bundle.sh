@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# What can be tried of the macOS bundle on another system: tst_bundle.sh BUILD. Its property list,
-# its icon, and the order of the steps that finish it, with pretended tools that write down their
-# calls.
+# The parts of the macOS bundle that can be tested on another system: tst_bundle.sh BUILD. Its property
+# list, its icon, and the order of the steps that finish it, with substitutes for the tools that record
+# their calls.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -27,7 +27,7 @@ icon_sizes()
         | sed -n 's/.* \([0-9]*x[0-9]*\) 32-bit icon.*/\1/p' | xargs
 }
 
-# pretend NAME: a tool that writes its call down and then does what it is told on standard input.
+# pretend NAME: a tool that records its call and then runs the commands on standard input.
 pretend()
 {
     {

@@ -11,7 +11,7 @@ stop_at_start=$(realpath "$2")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 user=54321
 
-# What is mounted, and what runs, goes with a namespace of its own.
+# Mounts and processes end with this namespace.
 if [ "${TST_LAUNCHER_NAMESPACE:-}" != own ]; then
     as_root=()
     [ "$(id -u)" -eq 0 ] || as_root=(sudo)
@@ -29,6 +29,9 @@ clean_up()
 }
 trap 'clean_up' EXIT
 chmod 755 "$scratch"
+# A blank ends a name in LD_PRELOAD, and the checkout's path may hold one.
+cp "$stop_at_start" "$scratch/stop_at_start.so"
+stop_at_start=$scratch/stop_at_start.so
 
 installed=/usr/libexec/vantrel-updater/VTUpdater
 command=/usr/libexec/vantrel-updater/command
@@ -47,7 +50,7 @@ cd "$elsewhere"
 
 programs=()
 
-# enter_home NAME [MOUNT_OPTION]: a fresh one, on a disk of its own if it is mounted with an option.
+# enter_home NAME [MOUNT_OPTION]: a new one, on a separate disk if an option is given.
 enter_home()
 {
     export HOME=$scratch/homes/$1
@@ -290,12 +293,9 @@ expect "but not without programs" refuses "(noexec)" "$command"
 
 # Boxes, on a display.
 mkfifo "$scratch/display"
-Xvfb -displayfd 3 -nolisten tcp -noreset 3>"$scratch/display" 2>/dev/null &
-read -r number <"$scratch/display"
-export DISPLAY=:$number
-mkfifo "$scratch/ready"
-openbox --startup "echo ready" >"$scratch/ready" 2>/dev/null &
-read -r _ <"$scratch/ready"
+"$root/scripts/virtual-display" >"$scratch/display" &
+read -r DISPLAY <"$scratch/display"
+export DISPLAY
 
 shows_box()
 {
@@ -317,7 +317,7 @@ refuses_in_terminal()
         && grep -q "$1" "$scratch/typescript"
 }
 
-# pretend NAME: a tool of the desktop that writes its arguments down.
+# pretend NAME: a tool of the desktop that records its arguments.
 pretend()
 {
     mkdir -p "$scratch/tools"

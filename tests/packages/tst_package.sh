@@ -46,11 +46,11 @@ add_user()
     mount --bind "$shared" "$clean$shared"
     install -d -m 1777 "$shared/tmp"
     chmod 755 "$scratch"
-    # Not every release has a command for that from the start.
+    # Not every release has a command for this installed.
     echo "tester:x:$user:$user::/home/tester:/bin/sh" >>"$clean/etc/passwd"
     echo "tester:x:$user:" >>"$clean/etc/group"
     install -d -o "$user" -g "$user" "$home"
-    # The session's bus serves no user whom this machine does not know.
+    # The session's bus rejects users that this machine does not know.
     mount --bind "$clean/etc/passwd" /etc/passwd
 }
 
@@ -66,7 +66,7 @@ install_package()
     apt install "$shared/package.deb"
 }
 
-# What the session on this machine starts the command with.
+# The environment in which a session starts the command.
 write_entrance()
 {
     cp "$(ldconfig -p | awk '/libumockdev-preload.so.0/ { print $NF; exit }')" "$shared"
@@ -91,7 +91,7 @@ update_device()
         >"$scratch/demo.log" 2>&1 </dev/null
 }
 
-# udev itself reads the rules for the simulated device; it must not mind that its sysfs is none.
+# udev itself reads the rules for the simulated device; it must accept that its sysfs is not real.
 write_question_to_udev()
 {
     cat >"$shared/ask-udev" <<TEXT
@@ -108,7 +108,7 @@ ask_udev()
         --image "$build/firmware/$sketch" -- "$shared/ask-udev" >"$scratch/udev.log" 2>&1
 }
 
-# start_program LOG [NAME=VALUE...]: without a display, which its own argument says.
+# start_program LOG [NAME=VALUE...]: its argument makes it run without a display.
 start_program()
 {
     local log=$scratch/$1.log
@@ -134,7 +134,7 @@ has_loaded()
     grep -qF "$1" "/proc/$program/maps"
 }
 
-# refuses_to_start TEXT NAME=VALUE...: the command ends with an error that holds the text.
+# refuses_to_start TEXT NAME=VALUE...: the command ends with an error that contains the text.
 refuses_to_start()
 {
     local text=$1
@@ -170,7 +170,7 @@ no_file_of_the_package()
     done
 }
 
-make_clean_system "${release:-$(release_of_machine)}" "$scratch"
+make_clean_system "${release:-$(release_of_machine)}" "$scratch" "$build/tests/systems"
 add_user
 expect "apt installs the package and what it depends on" install_package "$old"
 write_entrance

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # How the packages are built: tst_packagebuild.sh PACKAGES. The same from the same commit, hardened as
-# the distribution hardens its own, and with the translations that the sources hold.
+# the distribution hardens its own, and with the translations in the sources.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -43,7 +43,7 @@ modes()
     "$1" | awk '{ print $1 }' | sort -u | xargs
 }
 
-# header OPTION TEXT: what readelf tells of the program holds the text.
+# header OPTION TEXT: readelf's output for the program contains the text.
 header()
 {
     LC_ALL=C readelf "$1" --wide "$program" | grep "$2" >/dev/null
@@ -52,13 +52,13 @@ commands()
 {
     sed -n 's/^ *"command": //p' "$packages/sources/build-package/compile_commands.json"
 }
-# Warnings are for those who build; what is optimised, and how, is a matter of its own.
+# Warnings and optimisation are not compared.
 flags_of_distribution()
 {
     DEB_BUILD_MAINT_OPTIONS="hardening=+all reproducible=-all qa=-all optimize=-all" \
         dpkg-buildflags --get "$1" | xargs -n 1 | grep -vE '^-(g|O|W|specs)' || true
 }
-# Those of a lower level of the same are among those of a higher one.
+# A higher level of the same option includes the lower one.
 used_everywhere()
 {
     local flag count

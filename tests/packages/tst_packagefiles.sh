@@ -15,7 +15,7 @@ has_dependency()
 {
     dpkg-deb -f "$package" Depends | tr ',' '\n' | grep -q "^ *$1\b"
 }
-# What can show a box, an alternative for each desktop.
+# Programs that can show a box, one for each desktop.
 recommends_boxes()
 {
     dpkg-deb -f "$package" Recommends | grep -q 'x11-utils.*zenity.*kdialog'
@@ -31,13 +31,13 @@ page_warnings()
     } 2>&1
 }
 
-# The size that an icon's own header tells: width and height follow the chunk's name.
+# The size in an icon's header: width and height follow the chunk's name.
 png_size()
 {
     od -A n -t u4 --endian=big -j 16 -N 8 "$1" | xargs
 }
 
-# Of the rule and those that act on its marks, the file that udev reads first.
+# The file that udev reads first: the rule, or one that acts on its marks.
 first_rules()
 {
     printf '%s\n' 70-uaccess.rules 73-seat-late.rules 77-mm-usb-device-blacklist.rules \
@@ -70,6 +70,6 @@ expect "the scalable icon is there" test -s \
 expect_text "udev reads the rule before those that act on it" "60-vantrel-updater.rules" \
     first_rules
 
-# Also what it says for information only, and what it is not sure of.
+# Including its information and its uncertain complaints.
 expect_text "lintian finds nothing" "" lintian --no-user-dirs --allow-root \
     --display-info --display-experimental --pedantic --fail-on none "$package"

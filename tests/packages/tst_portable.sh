@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The portable archive, unpacked where a path holds blanks: tst_portable.sh PACKAGES.
+# The portable archive, unpacked in a path with blanks: tst_portable.sh PACKAGES.
 set -euo pipefail
 
 # shellcheck source=/dev/null
@@ -22,7 +22,7 @@ has_one_folder()
     [ "$(tar -tf "$archive" | cut -d / -f 1 | sort -u | wc -l)" -eq 1 ]
 }
 
-# By another tool than the one that the README was written with.
+# With another tool than the one that wrote the README.
 names_libraries_of()
 {
     local library
@@ -48,7 +48,7 @@ has_loaded()
     grep -qF "$1" "/proc/$program/maps"
 }
 
-# The help of a part that it does not know lists all that it knows.
+# The help for an unknown part lists all known parts.
 knows_chip()
 {
     local known

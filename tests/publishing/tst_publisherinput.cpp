@@ -1,4 +1,4 @@
-// What the publishing tool takes and refuses; what it takes is to the program what it is to it.
+// What the publishing tool accepts and refuses; the program reads accepted names in the same way.
 #include "sketch/sketch.h"
 #include "support/applicationdirectory.h"
 #include "support/publisher.h"
@@ -46,7 +46,7 @@ void addNames(bool taken)
     }
 }
 
-// Runs a command under the permissions of files, which root would pass over.
+// Runs a command to which file permissions apply, even as root.
 QStringList boundByPermissions()
 {
     if (geteuid() != 0)
@@ -240,10 +240,10 @@ void tst_PublisherInput::imageIsRefused_data()
     QTest::addColumn<QString>("problem");
 
     const QByteArray record = hexRecord(0, 0, bytes(4));
-    const QString notGood = QStringLiteral("is no good image: line %1");
+    const QString notGood = QStringLiteral("is not a valid image: line %1");
     const QString garbage = notGood.arg(QStringLiteral("%1: warning: ignoring garbage lines"));
     const QString noData = QStringLiteral("file contains no data");
-    const QString goesOn = QStringLiteral("goes on behind its end-of-file record");
+    const QString goesOn = QStringLiteral("continues after its end-of-file record");
 
     QTest::newRow("empty") << QByteArray() << noData;
     QTest::newRow("end record alone") << hexEnd << noData;
@@ -317,7 +317,7 @@ void tst_PublisherInput::anythingButFilesIsRefused()
 
     const Publisher::Result result = publisher->publish();
     QCOMPARE(result.exitStatus, refused);
-    QVERIFY2(result.problems.contains(QLatin1String("hex is no regular file\n")),
+    QVERIFY2(result.problems.contains(QLatin1String("hex is not a regular file\n")),
              qPrintable(result.problems));
 }
 
@@ -336,7 +336,7 @@ void tst_PublisherInput::emptyFolderIsRefused()
 {
     const Publisher::Result result = publisher->publish();
     QCOMPARE(result.exitStatus, refused);
-    QVERIFY2(result.problems.contains(QLatin1String("holds no sketch")),
+    QVERIFY2(result.problems.contains(QLatin1String("contains no sketches")),
              qPrintable(result.problems));
 }
 
@@ -428,13 +428,13 @@ void tst_PublisherInput::allProblemsAreListedAtOnce()
         QStringLiteral("publish-repository: refused, nothing was changed:"),
         QStringLiteral("  %1 has unfit characters in its name: ' '").arg(bad),
         QStringLiteral("  %1 has a version that is not written in digits alone: 'x'").arg(bad),
-        QStringLiteral("  %1 is no good image: line 1: checksum mismatch (FF != 00)").arg(bad),
+        QStringLiteral("  %1 is not a valid image: line 1: checksum mismatch (FF != 00)").arg(bad),
         QStringLiteral("  README is not named "
                        "<name>__<version>.ino.with_bootloader.standard.hex"),
         QStringLiteral("  %1 has the same name as %2; --latest publishes the highest version")
             .arg(second, first),
-        QStringLiteral("  %1 differs from the published file of this name, which no client that "
-                       "has it asks for again; see --replace")
+        QStringLiteral("  %1 differs from the published file of this name, which no client "
+                       "fetches again once it has it; see --replace")
             .arg(changed),
     };
     QCOMPARE(result.problems.split(QLatin1Char('\n'), Qt::SkipEmptyParts), expected);

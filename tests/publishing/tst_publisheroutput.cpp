@@ -33,13 +33,13 @@ QString inShell(const QString &line)
     return line + QStringLiteral(" && exec \"$@\"");
 }
 
-// What the shell line sets holds for the command that follows.
+// The settings of the shell line apply to the command that follows.
 QStringList afterShell(const QString &line)
 {
     return {QStringLiteral("bash"), QStringLiteral("-c"), inShell(line), QStringLiteral("bash")};
 }
 
-// Root would pass over the permissions of files.
+// Root would bypass file permissions.
 QStringList boundByPermissions()
 {
     if (geteuid() != 0)
@@ -388,7 +388,7 @@ void tst_PublisherOutput::filesGoAfterTheIndex()
     QCOMPARE(publisher->servedState().size(), 31);
 }
 
-// Who has begun to read the old index reads it to its end.
+// A client that has begun to read the old index can read all of it.
 void tst_PublisherOutput::indexIsExchangedInOneStep()
 {
     publisher->addSketch(QStringLiteral("Blink__3"));
@@ -490,7 +490,7 @@ void tst_PublisherOutput::unusableServedFileIsRefused()
 
     const Publisher::Result result = publisher->publish();
     QCOMPARE(result.exitStatus, refused);
-    QVERIFY2(result.problems.contains(fileName + QLatin1String(" is no regular file")),
+    QVERIFY2(result.problems.contains(fileName + QLatin1String(" is not a regular file")),
              qPrintable(result.problems));
     QCOMPARE(publisher->servedState(), state);
 }
@@ -566,12 +566,12 @@ void tst_PublisherOutput::usage_data()
         << QStringLiteral("unrecognized arguments: --rep");
     QTest::newRow("no such folder of sketches")
         << QStringList({QStringLiteral("nowhere"), QStringLiteral("vt_updater")})
-        << QStringLiteral("there is no folder nowhere");
+        << QStringLiteral("there is not a folder nowhere");
     QTest::newRow("no folder to make the served one in")
         << QStringList({sketches, QStringLiteral("nowhere/vt_updater")})
-        << QStringLiteral("there is no folder to make nowhere/vt_updater in");
-    QTest::newRow("served folder that is a file")
-        << QStringList({sketches, QStringLiteral("file")}) << QStringLiteral("file is no folder");
+        << QStringLiteral("there is not a folder to make nowhere/vt_updater in");
+    QTest::newRow("served folder that is a file") << QStringList({sketches, QStringLiteral("file")})
+                                                  << QStringLiteral("file is not a folder");
     QTest::newRow("folder published in itself")
         << QStringList({sketches, sketches}) << QStringLiteral("must be different folders");
     QTest::newRow("folder published below itself")

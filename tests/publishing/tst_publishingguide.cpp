@@ -1,25 +1,22 @@
-// The publishing guide, tried: its web server serves a published folder to the real program.
+// The publishing guide: its web server serves a published folder to the real program.
 #include "support/applicationdirectory.h"
 #include "support/installedprogram.h"
 #include "support/patience.h"
 #include "support/publisher.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLocale>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
+#include <QUrl>
 
 #include <cmath>
 #include <memory>
 #include <utility>
 
 namespace {
-
-constexpr int portAttempts = 5; // somebody else may take a free port before the server does
 
 const QByteArray folder = "/vt_updater/";
 const QByteArray indexAddress = "/vt_updater/file_list.txt";
@@ -34,12 +31,6 @@ QString configurationOfTheGuide()
     static const QRegularExpression block(QStringLiteral("```nginx\n(.*?)```"),
                                           QRegularExpression::DotMatchesEverythingOption);
     return block.match(guide()).captured(1);
-}
-
-quint16 freePort()
-{
-    QTcpServer server;
-    return server.listen(QHostAddress::LocalHost) ? server.serverPort() : 0;
 }
 
 // The guide's web server; only places, port and user are this machine's.
@@ -58,16 +49,22 @@ public:
 
     bool start()
     {
-        for (int attempt = 0; attempt < portAttempts; ++attempt) {
-            port = freePort();
-            if (runs())
-                return true;
-        }
-        qWarning("%s", process.readAll().constData());
-        return false;
+        if (!writeConfiguration())
+            return false;
+        // It does not outlive a test that is killed.
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(QStringLiteral("setpriv"),
+                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"),
+                       QStringLiteral(LOOPBACK_SERVER), QStringLiteral("--configuration"),
+                       inPlace("guide.conf"), place},
+                      QIODevice::ReadOnly);
+        if (!process.waitForReadyRead(patience))
+            return false;
+        url = QUrl(QString::fromLatin1(process.readLine().trimmed()));
+        return answerTo("/").startsWith("HTTP/1.1 404 ");
     }
 
-    // Ends its work in order, with all lines in the log.
+    // Ends normally, with all lines in the log.
     void stop()
     {
         if (process.state() == QProcess::NotRunning)
@@ -76,13 +73,13 @@ public:
         process.waitForFinished(patience);
     }
 
-    QString address() const { return QStringLiteral("http://127.0.0.1:%1").arg(port); }
+    QString address() const { return url.toString(); }
 
     // The whole answer, header and body.
     QByteArray answerTo(const QByteArray &path) const
     {
         QTcpSocket socket;
-        socket.connectToHost(QHostAddress::LocalHost, port);
+        socket.connectToHost(QHostAddress::LocalHost, quint16(url.port()));
         socket.write("GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
         QByteArray answer;
         while (socket.waitForReadyRead(patience))
@@ -90,7 +87,7 @@ public:
         return answer;
     }
 
-    // The fields of the log's lines, which are all there when it has stopped.
+    // The fields of the log's lines; complete after it has stopped.
     QList<QStringList> log() const
     {
         QList<QStringList> lines;
@@ -128,13 +125,13 @@ private:
         exchange(&text, QStringLiteral("/var/log/nginx/error.log"), quotedInPlace("error.log"));
         exchange(&text, QStringLiteral("/var/log/nginx/access.log"), quotedInPlace("access.log"));
         exchange(&text, QStringLiteral("/srv/vantrel;"), QStringLiteral("\"%1\";").arg(place));
-        exchange(&text, QStringLiteral("listen 80 "),
-                 QStringLiteral("listen 127.0.0.1:%1 ").arg(port));
+        exchange(&text, QStringLiteral("listen 80 "), QStringLiteral("listen 127.0.0.1:@PORT@ "));
+        text.append(QStringLiteral("daemon off;\n"));
         exchange(&text, QStringLiteral("http {"), QStringLiteral("http {") + temporaryPaths());
         return text;
     }
 
-    // The system's are not for everyone.
+    // Only root can write to the system's.
     QString temporaryPaths() const
     {
         QString paths;
@@ -144,35 +141,14 @@ private:
         return paths;
     }
 
-    bool runs()
+    bool writeConfiguration() const
     {
-        QFile file(inPlace("nginx.conf"));
-        if (!file.open(QIODevice::WriteOnly) || file.write(configuration().toUtf8()) < 0)
-            return false;
-        file.close();
-        process.setProcessChannelMode(QProcess::MergedChannels);
-        // It does not outlive a test that is killed.
-        process.start(QStringLiteral("setpriv"),
-                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"), QStringLiteral(NGINX),
-                       QStringLiteral("-e"), inPlace("error.log"), QStringLiteral("-c"),
-                       file.fileName(), QStringLiteral("-g"), QStringLiteral("daemon off;")},
-                      QIODevice::ReadOnly);
-        return answers();
-    }
-
-    bool answers()
-    {
-        QElapsedTimer waiting;
-        waiting.start();
-        while (!process.waitForFinished(20) && waiting.elapsed() < patience) {
-            if (answerTo("/").startsWith("HTTP/1.1 404 "))
-                return true;
-        }
-        return false;
+        QFile file(inPlace("guide.conf"));
+        return file.open(QIODevice::WriteOnly) && file.write(configuration().toUtf8()) > 0;
     }
 
     QString place;
-    quint16 port = 0;
+    QUrl url;
     QProcess process;
 };
 
@@ -203,7 +179,7 @@ QByteArray bodyOf(const QByteArray &answer)
     return answer.mid(headerOf(answer).size());
 }
 
-// What the guide reckons with.
+// The guide's assumptions.
 constexpr double starts = 2;
 constexpr double indexSize = 1200;
 constexpr double sketchSize = 60000;

@@ -1,5 +1,5 @@
-// Publications that are rehearsed on the simulated device: a good release goes out, and each bad
-// sketch is refused with its reason. The sketches are made on the Arduino core, as makers do.
+// Publications that are rehearsed on the simulated device: a good release is published, and each
+// bad sketch is refused with its reason. The sketches use the Arduino core, as real ones do.
 #include "support/applicationdirectory.h"
 #include "support/patience.h"
 #include "support/publisher.h"
@@ -21,6 +21,9 @@ constexpr int wrongUsage = 2;
 constexpr int bootSectionStart = 0x7c00;
 constexpr int freeInTheBootSection = 0x7f00;
 constexpr int packetSize = 62; // bytes, of an adapter
+// Once the adapter's timer has cut an answer of nearly a packet, what is left of it fills the next
+// packets, so that none holds a whole answer any more. A shorter one recovers.
+constexpr int longAnswer = 40; // bytes
 constexpr int largeTable = 30000; // bytes; with the code, all but some 250 of what the chip has
 
 const QString rehearse = QStringLiteral("--rehearse");
@@ -42,7 +45,7 @@ void writeFile(const QString &path, const QByteArray &content)
         qFatal("cannot write %s", qPrintable(path));
 }
 
-// Compiles what stands in the source as the sketch "<name>__<version>".
+// Compiles the source as the sketch "<name>__<version>".
 QByteArray compiled(const QString &baseName, const QByteArray &source)
 {
     const QTemporaryDir folder;
@@ -94,12 +97,12 @@ QByteArray exampleOfVersion(int version)
 {
     QByteArray source = ApplicationDirectory::contentOf(QStringLiteral(EXAMPLE_SKETCH));
     if (source.count("__1") != 1)
-        qFatal("the example's version stands in another place");
+        qFatal("the example's version is in another place");
     source.replace("__1", "__" + QByteArray::number(version));
     return compiled(QStringLiteral("Lighthouse__%1").arg(version), source);
 }
 
-// The lines whose address fulfils the condition, and the end.
+// The lines whose address meets the condition, and the end.
 template <typename Condition>
 QByteArray recordsWhere(const QByteArray &image, Condition isKept)
 {
@@ -118,7 +121,8 @@ QByteArray withoutBootloader(const QByteArray &image)
     return recordsWhere(image, [](int address) { return address < bootSectionStart; }) + hexEnd;
 }
 
-// That of an Arduino Uno; the start message is left out, or this compiler would make it too large.
+// That of an Arduino Uno, without the start message, with which this compiler would make it too
+// large.
 QByteArray bootloaderOf512Bytes()
 {
     const QTemporaryDir folder;
@@ -204,8 +208,8 @@ void tst_Rehearsal::publishWithoutRehearsal(const QString &baseName, const QByte
     publisher->removeFile(fileName);
 }
 
-// A build like this one, whose avrdude needs too much time for one of the sketches, and a second
-// more for the full chip, which takes just the 25 s from which on there is a warning.
+// A build like this one, whose avrdude takes too long for one of the sketches, and a second longer
+// for the full chip, which otherwise takes just the 25 s above which there is a warning.
 QString tst_Rehearsal::slowUploader() const
 {
     const QString build = badPublisher->place() + QStringLiteral("/a build");
@@ -242,7 +246,7 @@ const Publisher::Result &tst_Rehearsal::badRelease()
     badPublisher->addSketch(QStringLiteral("Slow__1"),
                             sketchOfTheGuideAs(QStringLiteral("Slow__1")));
     // As long and as late as the guide allows.
-    const QString longName = nameWithAnswerOf(packetSize);
+    const QString longName = nameWithAnswerOf(longAnswer);
     badPublisher->addSketch(longName, sketchOfTheGuideAs(longName, "delay(2000); "));
     servedBefore = badPublisher->servedState();
     ofBadRelease = badPublisher->publish({rehearse, QStringLiteral("--build"), slowUploader()});
@@ -289,7 +293,7 @@ void tst_Rehearsal::repairOfABrokenSketchIsPublished()
     const Publisher::Result result = publisher->publish(inThisBuild);
     QCOMPARE(result.problems.section(QLatin1Char('\n'), 0, 0),
              QStringLiteral("rehearse-sketches: warning: OtherName__2, update from OtherName__1: "
-                            "before it the device does not show \"OtherName\", \"Update "
+                            "before the update the device does not show \"OtherName\", \"Update "
                             "recommended.\": \"Version:SomeName__1\\r\\n\", shown as "
                             "\"SomeName\""));
     QCOMPARE(result.exitStatus, done);
@@ -335,7 +339,7 @@ void tst_Rehearsal::reasonOfARefusal_data()
     row("another bootloader than the published version", "Metronome__2, update from Metronome__1",
         "the image in the flash", "7 other bytes, the first at 0x7f00: 0xff for 0x61; ");
     row("more time than the program has", "Slow__1, update from Metronome__1",
-        "avrdude to be done within 30 s",
+        "avrdude to finish within 30 s",
         "more, and the program says \"Unable to upload to device.\"");
 }
 
@@ -351,7 +355,7 @@ void tst_Rehearsal::reasonOfARefusal()
     QCOMPARE(refusals.size(), 1);
     const QString &told = refusals.first();
     QVERIFY2(told.contains(QLatin1String(": expected ") + expected), qPrintable(told));
-    QVERIFY2(told.section(QLatin1String("; came "), 1).contains(came), qPrintable(told));
+    QVERIFY2(told.section(QLatin1String("; got "), 1).contains(came), qPrintable(told));
 }
 
 void tst_Rehearsal::goodSketchOfABadReleaseIsNotBlamed_data()
@@ -361,8 +365,8 @@ void tst_Rehearsal::goodSketchOfABadReleaseIsNotBlamed_data()
          {QStringLiteral("Lighthouse__1, start: answers after "),
           QStringLiteral("Lighthouse__1, update from Metronome__1: \"Metronome\" becomes "),
           QStringLiteral("Metronome__2, update from Lantern__1: \"Lantern\" becomes "),
-          nameWithAnswerOf(packetSize) + QStringLiteral(", start: answers after "),
-          nameWithAnswerOf(packetSize) + QStringLiteral(", update from Metronome__1: \"Metronome")})
+          nameWithAnswerOf(longAnswer) + QStringLiteral(", start: answers after "),
+          nameWithAnswerOf(longAnswer) + QStringLiteral(", update from Metronome__1: \"Metronome")})
         QTest::newRow(qPrintable(step)) << step;
 }
 
@@ -425,7 +429,8 @@ void tst_Rehearsal::rehearsalTakesSketchesAlone()
     QVERIFY(process.waitForFinished(patience));
     QCOMPARE(process.exitCode(), wrongUsage);
     const QByteArray problems = process.readAllStandardError();
-    QVERIFY2(problems.contains("/Blink__4.hex is no file <name>__<version>"), problems.constData());
+    QVERIFY2(problems.contains("/Blink__4.hex is not a file named <name>__<version>"),
+             problems.constData());
 }
 
 void tst_Rehearsal::namedSketchIsPassedOverAloud()
@@ -435,8 +440,8 @@ void tst_Rehearsal::namedSketchIsPassedOverAloud()
     const Publisher::Result result =
         publisher->publish(inThisBuild + QStringList({passOver, QStringLiteral("Silent")}));
     QCOMPARE(result.problems,
-             QStringLiteral("rehearse-sketches: warning: Silent__1 is passed over: nobody has "
-                            "tried it here\n"));
+             QStringLiteral("rehearse-sketches: warning: Silent__1 is passed over and was "
+                            "not tried\n"));
     QCOMPARE(result.exitStatus, done);
     QCOMPARE(publisher->index(), fileName.toUtf8());
 }

@@ -8,7 +8,7 @@
 
 namespace ApplicationDirectory {
 
-// All paths are absolute; those of directories end in a slash.
+// All paths are absolute; those of directories end with a slash.
 QString path();
 QString sketchesPath();
 QString uploaderPath();

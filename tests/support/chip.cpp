@@ -19,7 +19,7 @@ bool control(const QStringList &command)
     return succeeds(QStringLiteral(SIMULATED_DEVICE_CLIENT), command);
 }
 
-// A script that leaves the count of bytes that have come in the variable.
+// A script that sets the variable to the number of received bytes.
 QString countBytes(const QString &variable)
 {
     return QStringLiteral("%1=$('%2' status | sed 's/.* in=\\([0-9]*\\).*/\\1/'); ")
@@ -60,7 +60,7 @@ bool Chip::holds(const QString &baseName)
 {
     const QString dump = ApplicationDirectory::path() + QStringLiteral("flash.bin");
     const QString image = imagePath(baseName);
-    // The upload erases nothing, so only what the image covers can be compared.
+    // An upload does not erase the flash, so compare only what the image covers.
     return control({QStringLiteral("dump"), dump})
         && succeeds(QStringLiteral("srec_cmp"),
                     {image, QStringLiteral("-intel"), QStringLiteral("("), dump,

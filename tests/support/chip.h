@@ -12,7 +12,7 @@ bool unplug();
 bool replug();
 // As its reset button does.
 bool reset();
-// A shell script for while the window is blocked: unplugs once so many more bytes have come.
+// A shell script for use while the window is blocked: unplugs after this many more bytes.
 QString unplugAfter(int bytes);
 
 // Whether the flash holds exactly what the image defines, in each byte that it defines. The image

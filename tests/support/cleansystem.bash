@@ -1,15 +1,15 @@
 # shellcheck shell=bash
-# A clean Debian in a folder, from the mirror that the machine's apt uses. Nothing of it stays.
+# A clean Debian in a folder, from the machine's package mirror. It is removed afterwards.
 
-# A line for the summary of scripts/test, and the end of the test.
+# Ends the test with a line for the summary of scripts/test.
 skip()
 {
     echo "SKIP   : $(basename "$0" .sh) $*"
     exit 0
 }
 
-# enter_own_namespace SCRIPT [ARGUMENT...]: begins the script anew as root, with mounts and
-# processes that end with it. Skips the test where that cannot be.
+# enter_own_namespace SCRIPT [ARGUMENT...]: restarts the script as root, with mounts and processes that
+# end with it. Skips the test if this is impossible.
 enter_own_namespace()
 {
     local own=(unshare --mount --pid --fork --kill-child) as_root=() reason
@@ -36,18 +36,40 @@ mirror_of_machine()
         "Codename: $(release_of_machine)" | sed -n 1p
 }
 
-# make_clean_system RELEASE SCRATCH: in SCRATCH/clean. The machine's terminals and processes are
-# seen in it. Skips the test if the mirror has no such release.
-make_clean_system()
+# keep_system RELEASE KEPT: makes KEPT/RELEASE.tar, a clean system, unless the mirror has not changed
+# since. Skips the test if the mirror has no such release.
+keep_system()
 {
-    local release=$1 scratch=$2 clean=$2/clean mirror reason
+    local release=$1 kept=$2/$1 mirror reason
     mirror=$(mirror_of_machine)
     [ -n "$mirror" ] || skip "knows no mirror of Debian: apt-get update may help"
     reason=$(/usr/lib/apt/apt-helper download-file "${mirror%/}/dists/$release/InRelease" \
-        "$scratch/InRelease" 2>&1) || skip "finds no $release: $(grep -m 1 '^E: ' <<<"$reason")"
-    mmdebstrap --variant=apt --skip=cleanup/apt/lists "$release" "$clean" "$mirror" \
-        >"$scratch/system.log" 2>&1 || fail "mmdebstrap makes a clean $release"
-    # A system that does not outlive the test need not wait for the disk.
+        "$kept.InRelease.new" 2>&1) || skip "finds no $release: $(grep -m 1 '^E: ' <<<"$reason")"
+    if [ -f "$kept.tar" ] && cmp -s "$kept.InRelease" "$kept.InRelease.new"; then
+        rm "$kept.InRelease.new"
+        return
+    fi
+    mmdebstrap --variant=apt --skip=cleanup/apt/lists --format=tar "$release" "$kept.tar.new" \
+        "$mirror" >"$kept.log" 2>&1 || {
+        cat "$kept.log"
+        fail "mmdebstrap makes a clean $release"
+    }
+    mv "$kept.tar.new" "$kept.tar"
+    mv "$kept.InRelease.new" "$kept.InRelease"
+}
+
+# make_clean_system RELEASE SCRATCH KEPT: unpacks the system of keep_system into SCRATCH/clean. It sees
+# the machine's terminals and processes.
+make_clean_system()
+{
+    local release=$1 clean=$2/clean kept=$3 turn
+    mkdir -p "$kept" "$clean"
+    exec {turn}>"$kept/turn"
+    flock "$turn"
+    keep_system "$release" "$kept"
+    exec {turn}>&-
+    tar -x --numeric-owner -C "$clean" -f "$kept/$release.tar"
+    # The system is temporary, so it need not wait for the disk.
     echo force-unsafe-io >"$clean/etc/dpkg/dpkg.cfg.d/unsafe-io"
     cp /etc/resolv.conf "$clean/etc/"
     mount --bind /proc "$clean/proc"

@@ -5,7 +5,7 @@
 #include <QLatin1String>
 #include <QTranslator>
 
-// Gives each text back with the context that it was looked up in: "context|text".
+// Returns each text with the context in which it was looked up: "context|text".
 class ContextTranslator : public QTranslator
 {
     Q_OBJECT

@@ -1,4 +1,4 @@
-// A private X server, a window manager and xdotool.
+// A virtual display and xdotool.
 #include "desktop.h"
 
 #include "patience.h"
@@ -8,31 +8,24 @@
 
 namespace {
 
-const QString serverProgram = QStringLiteral("Xvfb");
-const QString windowManagerProgram = QStringLiteral("openbox");
+const QString displayProgram = QStringLiteral(VIRTUAL_DISPLAY);
 const QString handsProgram = QStringLiteral("xdotool");
 const QString propertiesProgram = QStringLiteral("xprop");
 const QString settingsProgram = QStringLiteral("xrdb");
-
-void stop(QProcess &process)
-{
-    process.terminate();
-    if (!process.waitForFinished(patience))
-        process.kill();
-}
 
 } // namespace
 
 Desktop::~Desktop()
 {
-    stop(windowManager);
-    stop(server);
+    server.terminate();
+    if (!server.waitForFinished(patience))
+        server.kill();
 }
 
 QString Desktop::missingProgram()
 {
-    for (const QString &program :
-         {serverProgram, windowManagerProgram, handsProgram, propertiesProgram, settingsProgram}) {
+    for (const QString &program : {QStringLiteral("Xvfb"), QStringLiteral("openbox"), handsProgram,
+                                   propertiesProgram, settingsProgram}) {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return program;
     }
@@ -41,25 +34,18 @@ QString Desktop::missingProgram()
 
 bool Desktop::start(int dotsPerInch)
 {
-    return startServer() && setDotsPerInch(dotsPerInch) && startWindowManager();
-}
-
-bool Desktop::startServer()
-{
-    // The server takes a free display and says which, as soon as it can be used. It must not start
-    // anew when its last client leaves.
     server.setProcessEnvironment(ownEnvironment());
-    server.start(serverProgram,
-                 {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                  QStringLiteral("0"), QStringLiteral("1920x1440x24"), QStringLiteral("-nolisten"),
-                  QStringLiteral("tcp"), QStringLiteral("-noreset")});
+    // It does not outlive a test that is killed.
+    server.start(QStringLiteral("setpriv"),
+                 {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"), displayProgram,
+                  QStringLiteral("--dpi"), QString::number(dotsPerInch)});
     if (!server.waitForReadyRead(patience))
         return false;
-    display = QLatin1Char(':') + QString::fromLatin1(server.readAllStandardOutput().trimmed());
+    display = QString::fromLatin1(server.readAllStandardOutput().trimmed());
     return true;
 }
 
-// The server's own figure comes from whole millimetres, a setting is exact.
+// The server computes its own figure from whole millimetres; the setting is exact.
 bool Desktop::setDotsPerInch(int dotsPerInch) const
 {
     QProcess process;
@@ -71,28 +57,18 @@ bool Desktop::setDotsPerInch(int dotsPerInch) const
     return process.waitForFinished(patience) && process.exitCode() == 0;
 }
 
-bool Desktop::startWindowManager()
-{
-    // A window that comes while the window manager is starting may never be shown, so it says when
-    // it is ready.
-    windowManager.setProcessEnvironment(ownEnvironment());
-    windowManager.start(windowManagerProgram,
-                        {QStringLiteral("--startup"), QStringLiteral("echo ready")});
-    return windowManager.waitForReadyRead(patience);
-}
-
 QProcessEnvironment Desktop::environment(QProcessEnvironment environment) const
 {
     environment.insert(QStringLiteral("DISPLAY"), display);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    // Neither is here, and looking for them leaks in their libraries.
+    // Neither exists here, and their libraries leak when they look for them.
     environment.insert(QStringLiteral("QT_XCB_GL_INTEGRATION"), QStringLiteral("none"));
     environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("disabled:"));
     return environment;
 }
 
-// The desktop needs no adapters. A program with several threads that starts another can wait for
-// ever for a lock of umockdev's: one of these threads may hold it at the fork.
+// The desktop needs no adapters, and a program with several threads that starts another under
+// umockdev can hang: one of the threads may hold umockdev's lock at the fork.
 QProcessEnvironment Desktop::ownEnvironment() const
 {
     QProcessEnvironment own = environment(QProcessEnvironment::systemEnvironment());

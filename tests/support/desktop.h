@@ -7,8 +7,8 @@
 #include <QSize>
 #include <QString>
 
-// A screen of its own with a window manager, and a user's hands on it: for programs that run in a
-// process of their own.
+// A separate display with a window manager, and a user's hands on it, for programs in other
+// processes.
 class Desktop
 {
 public:
@@ -18,11 +18,11 @@ public:
     Desktop(const Desktop &) = delete;
     Desktop &operator=(const Desktop &) = delete;
 
-    // The first program that a desktop needs and the system does not have; empty when all are here.
+    // The first program that a desktop needs and that is not installed; empty if all are.
     static QString missingProgram();
 
     bool start(int dotsPerInch = 96);
-    // What the desktop's settings tell the programs that are started from now on.
+    // The desktop's setting for programs that are started from now on.
     bool setDotsPerInch(int dotsPerInch) const;
 
     // The given environment, changed so that a Qt program opens its windows here.
@@ -33,32 +33,29 @@ public:
     QSize sizeOf(const QString &title) const;
     // Whether this window has the keyboard.
     bool isActive(const QString &title) const;
-    // Whether no other window lies above this one.
+    // Whether no other window is above this one.
     bool isInFront(const QString &title) const;
 
     void resize(const QString &title, const QSize &size) const;
     // A minimized window is not visible.
     void minimize(const QString &title) const;
     void activate(const QString &title) const;
-    // At a place relative to the window; a negative one lies on the window manager's frame.
+    // At a place relative to the window; negative coordinates are in the window manager's frame.
     void click(const QString &title, const QPoint &place) const;
     void doubleClick(const QString &title, const QPoint &place) const;
     // One after the other, in the active window; by the names that X gives to keys.
     void press(const QStringList &keys) const;
-    // As the user closes a window from the keyboard, so only the active one.
+    // As a user closes the active window from the keyboard.
     void closeActiveWindow() const;
 
 private:
-    bool startServer();
-    bool startWindowManager();
     QProcessEnvironment ownEnvironment() const;
     QString windowNumber(const QString &title) const;
     QString hands(const QStringList &arguments) const;
-    // What the program wrote until its end.
+    // What the program wrote before it ended.
     QString run(const QString &program, const QStringList &arguments) const;
 
     QProcess server;
-    QProcess windowManager;
     QString display;
 };
 

@@ -1,6 +1,5 @@
 # shellcheck shell=bash
-# What the tests that are scripts check with: one printed line for each expectation, and the first
-# that is not met ends the test.
+# Checks for tests that are scripts: each prints a line, and the first that fails ends the test.
 
 fail()
 {
@@ -17,7 +16,7 @@ expect()
     echo "PASS   : $what"
 }
 
-# expect_text TEXT EXPECTED COMMAND...: the command prints just that.
+# expect_text TEXT EXPECTED COMMAND...: the command prints exactly this.
 expect_text()
 {
     local what=$1 expected=$2 actual

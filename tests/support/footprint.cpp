@@ -14,7 +14,8 @@
 
 namespace {
 
-// Qt ends idle threads and connections later than their work: nothing has changed for so long.
+// How long nothing may have changed: Qt ends idle threads and connections some time after their
+// work.
 constexpr int restTime = 1000; // ms
 
 const QDir::Filters everything = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
@@ -24,7 +25,7 @@ int entryCount(const QString &directory)
     return int(QDir(directory).entryList(everything).size());
 }
 
-// The size behind the name in this process's status.
+// The size with this name in the process's status.
 qint64 statusBytes(const QByteArray &name)
 {
     QFile file(QStringLiteral("/proc/self/status"));

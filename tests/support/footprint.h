@@ -1,4 +1,4 @@
-// What a process holds of the machine at the moment: threads, descriptors, memory.
+// What a process uses at the moment: threads, descriptors, memory.
 #ifndef FOOTPRINT_H
 #define FOOTPRINT_H
 

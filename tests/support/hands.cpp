@@ -39,7 +39,7 @@ void Hands::press(const QString &key)
         doOnDesktop({QStringLiteral("key"), key});
         return;
     }
-    // The one pair of keys whose names in X and Qt differ.
+    // The only key with different names in X and Qt.
     const QKeySequence sequence(QString(key).replace(QLatin1String("Page_"), QLatin1String("Pg")));
     QTest::keySequence(keyReceiver(), sequence);
 }

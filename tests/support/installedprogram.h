@@ -7,7 +7,7 @@
 #include <QString>
 #include <QTemporaryDir>
 
-// The program as its user has it, in a directory of its own.
+// The program as a user has installed it, in its own directory.
 class InstalledProgram
 {
 public:
@@ -23,7 +23,7 @@ public:
     // Under a limit of open files, the usual one or another, as bash's ulimit takes it. The program
     // does not outlive a test that is killed.
     bool start(const QString &limit = QStringLiteral("-Sn 1024"));
-    // At once, as a loss of power would end it.
+    // Immediately, like a power failure.
     void kill();
 
     // The path of a file beside the program.

@@ -24,7 +24,7 @@ SeenBox takeDown(const QMessageBox &box)
     return seen;
 }
 
-// A box without the button is an error of the program, which the seen list shows.
+// A box without the button is an error of the program, which the list of boxes shows.
 void press(QMessageBox *box, QMessageBox::StandardButton which)
 {
     QAbstractButton *button = box->button(which);
@@ -70,8 +70,8 @@ QStringList MessageBoxDriver::texts() const
 void MessageBoxDriver::lookForBox()
 {
     auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-    // The timer goes on while a box is kept open. A second box that comes meanwhile, an error of
-    // the program, is taken down as soon as the first has been answered.
+    // The timer continues while a box is kept open. If a second box opens meanwhile, which is an
+    // error of the program, it is recorded as soon as the first has been answered.
     if (box == nullptr || !box->isVisible() || answering)
         return;
 

@@ -9,7 +9,7 @@
 
 #include <functional>
 
-// A message box as the user saw it, taken down before it was answered.
+// A message box as the user saw it, recorded before it was answered.
 struct SeenBox
 {
     QString text;
@@ -23,8 +23,8 @@ struct SeenBox
     Qt::WindowModality modality = Qt::NonModal;
 };
 
-// Answers the modal message boxes that come while it lives. A box keeps the code under test in
-// exec(), so the answers are given beforehand: the n-th for the n-th box, the last for all further.
+// Answers the modal message boxes that open during its lifetime. A box keeps the code under test in
+// exec(), so the answers are given in advance: the n-th for the n-th box, the last for all others.
 class MessageBoxDriver : public QObject
 {
     Q_OBJECT

@@ -1,4 +1,4 @@
-// Stands in for Qt's message handler.
+// Replaces Qt's message handler.
 #include "messagerecorder.h"
 
 namespace {

@@ -12,7 +12,7 @@ constexpr int sketchSize = 30000;
 const QString repository = QStringLiteral("http://updates.korvex.example/vt_updater/");
 const QString namePrefix = QStringLiteral("Sketch");
 
-// -1 for the name of no numbered sketch.
+// -1 if the name is not that of a numbered sketch.
 int numberOf(const QString &fileName)
 {
     bool ok = false;

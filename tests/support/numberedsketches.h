@@ -1,4 +1,4 @@
-// An online repository of many sketches, each of which can be told from all others.
+// An online repository of many different sketches.
 #ifndef NUMBEREDSKETCHES_H
 #define NUMBEREDSKETCHES_H
 
@@ -25,7 +25,7 @@ QByteArray index(int count);
 // The index and all its sketches.
 void serve(RepositoryServer *server, int count);
 
-// The names of the directory's entries whose content is not that of the repository.
+// The names of the entries in the directory whose content differs from the repository's.
 QStringList damaged(const QDir &directory);
 
 } // namespace NumberedSketches

@@ -1,4 +1,4 @@
-// Runs a program on a desktop of its own: on-desktop PROGRAM [ARGUMENT...]
+// Runs a program on a separate desktop: on-desktop PROGRAM [ARGUMENT...]
 #include "desktop.h"
 
 #include <QCoreApplication>

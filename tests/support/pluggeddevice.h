@@ -16,7 +16,7 @@ public:
 
     // The user pulls the plug: the terminal hangs up and the port is gone.
     void pull();
-    // The port is gone, but who has it open can go on using it.
+    // The port is gone, but a program that has opened it can still use it.
     void removeNode();
 
 private:

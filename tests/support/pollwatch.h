@@ -1,4 +1,4 @@
-// Waits for the window's poll instead of for a time in which it should have come round.
+// Waits for the window's poll instead of for a period of time.
 #ifndef POLLWATCH_H
 #define POLLWATCH_H
 
@@ -8,7 +8,7 @@
 
 class QTimer;
 
-// Watches the poll while it lives. One window may be there.
+// Watches the poll of the only window.
 class PollWatch : public QObject
 {
 public:
@@ -17,8 +17,8 @@ public:
     // How many ticks have begun; any thread may ask.
     int ticks() const;
 
-    // True when so many more have come to their end. No tick comes behind a box that the poll
-    // opened.
+    // True when this many more ticks have ended. There are no ticks while a box of the poll is
+    // open.
     bool waitForTicks(int count) const;
 
     // Null before the first tick.
@@ -32,7 +32,7 @@ private:
     std::atomic<int> begun = {0};
 };
 
-// True when the poll has come round so often.
+// True when there have been this many ticks.
 bool waitForTicks(int count = 4);
 
 #endif

@@ -1,4 +1,4 @@
-// The maker's publishing tool, run on folders of its own.
+// The publishing tool, run on temporary folders.
 #include "publisher.h"
 
 #include "applicationdirectory.h"

@@ -10,14 +10,14 @@
 // One line of Intel HEX with its checksum.
 QByteArray hexRecord(int address, int type, const QByteArray &data = QByteArray());
 extern const QByteArray hexEnd; // the record that ends an image
-// A whole image that holds the data from address 0 on.
+// A whole image with the data from address 0 on.
 QByteArray hexImage(const QByteArray &data);
 
 // A line of the output of a publication.
 QString step(const char *verb, const QString &fileName);
 
-// A folder of sketches and the folder published from it, in a place of their own whose path holds
-// blanks. The published folder is made by the first publication.
+// A folder of sketches and the folder published from it, in a path with blanks. The first
+// publication creates the published folder.
 class Publisher
 {
 public:
@@ -42,7 +42,7 @@ public:
     void removeFile(const QString &fileName) const;
 
     Result publish(const QStringList &options = QStringList()) const;
-    // The command line comes after the given one, which may change what it runs under.
+    // The tool's command line follows the given one, which may change the environment.
     Result publishUnder(const QStringList &wrapper,
                         const QStringList &options = QStringList()) const;
     static Result run(const QStringList &arguments);

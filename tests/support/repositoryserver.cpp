@@ -1,4 +1,4 @@
-// A scripted web server on a thread of its own.
+// A scripted web server in its own thread.
 #include "repositoryserver.h"
 
 #include <QHash>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// Qt's own backlog of 50 makes the rest of a thousand connections wait for seconds.
+// With Qt's backlog of 50, most of a thousand connections would wait for seconds.
 constexpr int backlog = 4096;
 
 constexpr int lookInterval = 5; // ms
@@ -50,7 +50,7 @@ void sendByteByByte(QTcpSocket *socket, const Answer &answer)
     timer->start(answer.bytePause);
 }
 
-// Goes on whenever the socket has written something: at first the head.
+// Continues whenever the socket has written something, first the head.
 void sendRepeated(QTcpSocket *socket, const Answer &answer)
 {
     const auto sendMore = [socket, block = answer.block, left = answer.repeatedSize]() mutable {

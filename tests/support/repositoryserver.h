@@ -18,10 +18,10 @@ struct Answer
     static Answer with(const QByteArray &fields, const QByteArray &body);
     // The body as it goes over the wire, sizes and all; then closes the connection.
     static Answer chunked(const QByteArray &chunks);
-    // The block over and over, up to the size; never held as a whole.
+    // The block, repeated up to the size without ever being in memory as a whole.
     static Answer repeated(const QByteArray &block, qint64 size);
     static Answer failure(int status, const QByteArray &body = "<html>error</html>");
-    // With a page that must not be taken for what was asked.
+    // With a page that must not be mistaken for the requested file.
     static Answer redirect(const QByteArray &address,
                            const QByteArray &page = "<html>login</html>");
     // Announces the whole body, sends half of it and closes the connection.
@@ -30,7 +30,7 @@ struct Answer
     static Answer withoutLength(const QByteArray &body);
     static Answer closedAtOnce();
     static Answer silence();
-    // Sends the body byte by byte with so many ms between them.
+    // Sends the body byte by byte, with a pause of this many ms.
     static Answer trickle(const QByteArray &body, int pause);
     // Sends half of the body and keeps the rest, or all, until the address is released.
     static Answer halfHeld(const QByteArray &body);
@@ -45,8 +45,8 @@ struct Answer
 };
 
 // A web server on a loopback port. It serves every host: while it lives the environment names it
-// as proxy, so that the program's requests arrive with their absolute addresses. It works on a
-// thread of its own, because the program's operations may block theirs.
+// as proxy, so that the program's requests arrive with their absolute addresses. It has its own
+// thread, because the program's operations may block theirs.
 class RepositoryServer
 {
 public:
@@ -61,7 +61,7 @@ public:
 
     // The n-th request of the address gets the n-th answer, later ones the last.
     void serve(const QString &address, const QList<Answer> &answers);
-    // For all addresses without answers of their own; until it is set they are not found.
+    // For all other addresses; without it they are answered with 404.
     void serveEverythingElse(const Answer &answer);
 
     // From now on; further connections wait until one of them is closed.
@@ -76,7 +76,7 @@ public:
     int requestCount(const QString &address) const;
     // The header fields of the last request of the address, each with its line end.
     QByteArray requestFields(const QString &address) const;
-    // Empties the list and starts all counts anew.
+    // Clears the list and resets all counts.
     void forgetRequests();
 
 private:

@@ -1,4 +1,4 @@
-// A timer that notices when it comes late.
+// A timer that notices when it is late.
 #include "responsiveness.h"
 
 #include <ctime>

@@ -4,8 +4,8 @@
 #include <QElapsedTimer>
 #include <QTimer>
 
-// How long the event loop does not come around, seen by a timer of 10 ms: by the clock, which a
-// busy machine lengthens, and in processor time of the thread, which only the thread itself does.
+// How long the event loop is blocked, measured by a timer of 10 ms: by the clock, which includes
+// delays of a busy machine, and in processor time of the thread, which does not.
 class Responsiveness
 {
 public:
@@ -16,7 +16,7 @@ public:
     void stop();
     // How often the timer came.
     int turns() const { return turnCount; }
-    // ms; without what the timer itself waits.
+    // ms, without the timer's own interval.
     double longestGap() const { return gap; }
     double longestWork() const { return work; }
 

@@ -21,8 +21,8 @@ namespace {
 constexpr int wakeUpInterval = 5; // ms
 constexpr int hangUpTimeout = 5000; // ms
 
-// A USB adapter hands its bytes over when its latency timer runs out. Tests may count requests all
-// the same: only an answer that comes later than the program's second costs it another.
+// A USB adapter delivers its bytes when its latency timer expires. Tests may still count requests:
+// the program only repeats one if the answer takes longer than a second.
 constexpr std::chrono::milliseconds latency(16);
 
 int openMaster()
@@ -33,7 +33,7 @@ int openMaster()
     return master;
 }
 
-// Raw from the start: a terminal that nobody has opened yet would echo what the device sends.
+// Raw from the start, because a terminal that is not open yet would echo what the device sends.
 int openRawSlave(const QString &name)
 {
     const int slave = open(qPrintable(name), O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -81,8 +81,8 @@ public:
             qWarning("the scripted device lost bytes");
     }
 
-    // Our end stays open until the device is destroyed, and keeps the terminal's number from being
-    // given to another test's device: what still leads there would open that one.
+    // Our end stays open until the device is destroyed, so that no other test's device gets the
+    // same terminal, to which this one's name would then lead.
     void hangUp()
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);
@@ -183,7 +183,7 @@ private:
         send(answer.mid(sent));
     }
 
-    // What does not fit is lost: nobody need be there to read.
+    // What does not fit is lost, because there may be no reader.
     void sendFlood()
     {
         const std::lock_guard<std::recursive_mutex> guard(lock);

@@ -8,8 +8,8 @@
 #include <memory>
 
 // A device on a pseudo terminal that answers the n-th version request with the n-th answer of its
-// script and later ones with the last. It works on a thread of its own, because the program blocks
-// while it waits for an answer.
+// script and later ones with the last. It has its own thread, because the program blocks while it
+// waits for an answer.
 class ScriptedDevice
 {
 public:
@@ -23,7 +23,7 @@ public:
     // Absolute path of the terminal; QSerialPort takes it for a port name.
     QString portName() const;
 
-    // Replaces the script; the count of requests starts anew.
+    // Replaces the script and resets the count of requests.
     void setAnswers(const QList<QByteArray> &answers);
 
     // How many "v" bytes came, and every byte that came.
@@ -33,7 +33,7 @@ public:
     // Sends without being asked, in one piece.
     void send(const QByteArray &bytes);
 
-    // From now on it sends each byte of an answer by itself, with so many ms between them.
+    // From now on it sends answers byte by byte, with a pause of this many ms.
     void setBytePause(int milliseconds);
 
     // Sends the text again and again at about this speed, as far as the terminal takes it.

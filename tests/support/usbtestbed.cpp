@@ -5,7 +5,7 @@
 #include <QDir>
 #include <QFile>
 
-// Qt's "signals" is a name in GLib's headers.
+// GLib's headers use the name "signals", which is a macro of Qt's.
 #undef signals
 #include <umockdev.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// The exclusive use of a port is not refused: QSerialPort would take it for an error of the port.
+// Exclusive use of a port must succeed, or QSerialPort reports an error of the port.
 gboolean allowExclusiveUse(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer)
 {
     const gulong request = umockdev_ioctl_client_get_request(client);
@@ -119,7 +119,7 @@ void UsbTestbed::unplug(const QString &portName)
     if (QFile::remove(node)) {
         umockdev_testbed_detach_ioctl(testbed->mock, ("/dev/" + portName.toUtf8()).constData(),
                                       nullptr);
-        // A port without a name would be looked up in this directory, and end the process there.
+        // Without a name, the path would be the directory itself, which umockdev cannot open.
         QDir().rmdir(testbed->root() + QStringLiteral("/ioctl/dev"));
     }
     const QStringList paths = devices.take(portName);

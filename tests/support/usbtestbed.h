@@ -5,8 +5,8 @@
 #include <QString>
 #include <QStringList>
 
-// USB serial adapters that the system seems to have: QSerialPortInfo lists them, and their device
-// nodes lead to a terminal. The test program must run under umockdev-wrapper.
+// Simulated USB serial adapters: QSerialPortInfo lists them, and their device nodes lead to a
+// terminal. The test program must run under umockdev-wrapper.
 class UsbTestbed
 {
 public:
@@ -26,7 +26,7 @@ public:
               const QString &vendorIdentifier = QStringLiteral("0403"));
     // A serial port of the mainboard: no identifiers at all.
     void plugWithoutIdentifiers(const QString &portName);
-    // Nothing happens when it is not plugged in.
+    // Does nothing if it is not plugged in.
     void unplug(const QString &portName);
 
 private:

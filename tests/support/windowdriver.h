@@ -1,4 +1,4 @@
-// Reaches the widgets of a window as its user does: by what can be seen and pressed.
+// Uses the widgets of a window as a user does, if they are visible and enabled.
 #ifndef WINDOWDRIVER_H
 #define WINDOWDRIVER_H
 

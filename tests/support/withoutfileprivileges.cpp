@@ -1,4 +1,4 @@
-// Gives up the capabilities that let root pass over permissions.
+// Gives up the capabilities with which root bypasses permissions.
 #include "withoutfileprivileges.h"
 
 #include <linux/capability.h>
@@ -37,7 +37,7 @@ WithoutFilePrivileges::WithoutFilePrivileges()
     Capabilities capabilities;
     before = capabilities.sets[0].effective;
     capabilities.setEffective(before & ~filePrivileges);
-    // access(2) asks in root's name otherwise, whatever root has given up.
+    // Without this, access(2) still uses all of root's capabilities.
     bitsBefore = prctl(PR_GET_SECUREBITS);
     prctl(PR_SET_SECUREBITS, bitsBefore | SECBIT_NO_SETUID_FIXUP);
 }

@@ -3,7 +3,7 @@
 
 #include <QtGlobal>
 
-// While it lives, this thread is bound by the permissions of files even when it runs as root.
+// During its lifetime, file permissions apply to this thread even if it runs as root.
 class WithoutFilePrivileges
 {
 public:

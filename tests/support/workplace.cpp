@@ -1,4 +1,4 @@
-// The window with one device that comes and goes.
+// The window with one device that can be plugged and pulled.
 #include "workplace.h"
 
 #include "applicationdirectory.h"
@@ -117,7 +117,7 @@ bool Workplace::serves()
     pull();
     plug();
     const MessageBoxDriver boxes;
-    // A monitor that is still shown finds its device gone.
+    // A monitor that is still shown would lose its device.
     if (!QTest::qWaitFor([this, &boxes] { return !isMonitorShown() || !boxes.boxes().isEmpty(); },
                          patience))
         return false;

@@ -22,7 +22,7 @@ public:
     // A new terminal on the same port, with the answer that the workplace was made with.
     void plug();
 
-    // Each is true when the user could do it, and what was expected came about.
+    // Each is true when the user could do it and the expected result appeared.
     bool selectProgram() const;
     bool selectDevice() const;
     // By the button beside the program on the device.
@@ -41,8 +41,8 @@ public:
     bool isMonitorShown() const;
     int listedDevices() const;
 
-    // Whether the user has a whole program before him: no box is open, a device that is plugged in
-    // now is found, asked, and talked to in the monitor. Leaves the monitor closed.
+    // Whether everything works: no box is open, and a device that is plugged in now is found,
+    // asked, and talked to in the monitor. Leaves the monitor closed.
     bool serves();
 
     const QString port;

@@ -1,6 +1,7 @@
 // Drives the program's own window on the simulated device: rehearse-update PORT [SKETCH]. Asks the
 // device at PORT which sketch it runs, and with SKETCH, the name of one beside the executable,
-// updates it. Each line of the output is a JSON object: what the window showed, and what had come.
+// updates it. Each line of the output is a JSON object: what the window showed, and what was
+// received.
 #include "mainwindow/mainwindow.h"
 
 #include <QApplication>
@@ -37,7 +38,7 @@ void tell(const QJsonObject &line)
     std::fflush(stdout);
 }
 
-// What the simulated device answers, without its "ok ".
+// The simulated device's answer without its "ok ".
 QByteArray control(const QByteArray &command)
 {
     QLocalSocket socket;
