@@ -28,9 +28,9 @@ namespace {
 
 constexpr int answerMs = 1000; // as long as the program waits
 constexpr int queryAttempts = 10;
+constexpr int latencyMs = 16; // of the adapter
 constexpr int manyTimes = 5000;
 constexpr int longText = 3000; // bytes: a quarter of a second on the wire, and a terminal holds it
-constexpr int adapterBuffer = 128; // bytes
 constexpr int flashSize = 0x8000;
 constexpr int bootSectionStart = 0x7c00;
 
@@ -148,6 +148,12 @@ QByteArray whatCame(QSerialPort &port)
     return bytes;
 }
 
+QByteArray readLine(QSerialPort &port)
+{
+    while (!port.canReadLine() && port.waitForReadyRead(patience)) { }
+    return port.readLine();
+}
+
 // As the port hands them over, up to the end of the line.
 QList<QByteArray> piecesOfLine(QSerialPort &port)
 {
@@ -167,7 +173,7 @@ private slots:
     void portIsListedWithItsIds();
     void openPortReportsNoError();
     void queryIsAnsweredWithinTenAttempts();
-    void versionLineArrivesInOnePiece();
+    void aCutAnswerCostsAnotherAttempt();
     void textIsHeard();
     void longTextArrivesInPackets();
     void wrongSpeedIsNotUnderstood();
@@ -193,6 +199,8 @@ private:
     static void open(QSerialPort &port);
     static QByteArray ask(QSerialPort &port);
     static int attemptsUntilAnswer(QSerialPort &port, const QByteArray &answer);
+    static bool hasNothingMoreToSay(QSerialPort &port);
+    static bool talks(QSerialPort &port);
     static QByteArray expectedAnswer();
 };
 
@@ -253,6 +261,29 @@ int tst_InsideTheDevice::attemptsUntilAnswer(QSerialPort &port, const QByteArray
     return queryAttempts + 1;
 }
 
+// Requests whose answers nobody waited for are answered before the text, or heard with it.
+bool tst_InsideTheDevice::hasNothingMoreToSay(QSerialPort &port)
+{
+    for (int attempt = 0; attempt < queryAttempts; ++attempt) {
+        const QByteArray text = "ready" + QByteArray::number(attempt);
+        port.write(text);
+        QByteArray line = readLine(port);
+        while (!line.isEmpty() && !line.endsWith(text + "\r\n"))
+            line = readLine(port);
+        if (line == "Heard: " + text + "\r\n")
+            return true;
+    }
+    return false;
+}
+
+// Opens the port; true when the sketch runs and waits for what it is told.
+bool tst_InsideTheDevice::talks(QSerialPort &port)
+{
+    open(port);
+    return attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts
+        && hasNothingMoreToSay(port);
+}
+
 QByteArray tst_InsideTheDevice::expectedAnswer()
 {
     return "Version:" + expectation(versionVariable).toLatin1() + "\r\n";
@@ -293,38 +324,48 @@ void tst_InsideTheDevice::queryIsAnsweredWithinTenAttempts()
     QVERIFY(attempts <= queryAttempts);
 }
 
-void tst_InsideTheDevice::versionLineArrivesInOnePiece()
+// The requests wander through the period of the adapter's timer until it expires in an answer.
+void tst_InsideTheDevice::aCutAnswerCostsAnotherAttempt()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
-    for (int i = 0; i < 20; ++i) {
-        port.write("v");
-        QVERIFY(port.waitForReadyRead(patience));
-        QCOMPARE(port.readAll(), expectedAnswer());
+    QVERIFY(talks(port));
+    const auto isCut = [](const QByteArray &piece) {
+        return !piece.isEmpty() && piece != expectedAnswer() && expectedAnswer().startsWith(piece);
+    };
+    QByteArray piece;
+    const QDeadlineTimer limit(patience);
+    for (unsigned pause = 0; !isCut(piece) && !limit.hasExpired(); ++pause) {
+        QVERIFY(hasNothingMoreToSay(port));
+        QThread::msleep(pause % latencyMs);
+        piece = ask(port);
     }
+    QVERIFY2(isCut(piece), piece.constData());
+
+    const int attempts = 1 + attemptsUntilAnswer(port, expectedAnswer());
+    qInfo("\"%s\" first, %d attempts", piece.constData(), attempts);
+    QVERIFY(attempts <= queryAttempts);
 }
 
 void tst_InsideTheDevice::textIsHeard()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     port.write("volume 7");
-    QVERIFY(port.waitForReadyRead(patience));
-    QCOMPARE(port.readAll(), QByteArray("Heard: volume 7\r\n"));
+    QCOMPARE(piecesOfLine(port).join(), QByteArray("Heard: volume 7\r\n"));
 }
 
 void tst_InsideTheDevice::longTextArrivesInPackets()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     const QList<QByteArray> packets = {"Heard: " + QByteArray(55, 'a'),
                                        QByteArray(15, 'a') + "\r\n"};
-    // On a loaded machine both have come before the first is read, but not every time.
+    // The timer may cut the first packet, and on a loaded machine both have come before the first
+    // is read, but not every time.
     QList<QByteArray> pieces;
-    for (int attempt = 0; attempt < 20 && pieces != packets; ++attempt) {
+    const QDeadlineTimer limit(patience);
+    for (unsigned pause = 0; pieces != packets && !limit.hasExpired(); ++pause) {
+        QThread::msleep(pause % latencyMs);
         port.write(QByteArray(70, 'a'));
         pieces = piecesOfLine(port);
         QCOMPARE(pieces.join(), packets.join());
@@ -335,8 +376,7 @@ void tst_InsideTheDevice::longTextArrivesInPackets()
 void tst_InsideTheDevice::wrongSpeedIsNotUnderstood()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     QVERIFY(port.setBaudRate(QSerialPort::Baud9600));
     const QByteArray answer = ask(port);
     QVERIFY(!answer.isEmpty());
@@ -367,8 +407,7 @@ void tst_InsideTheDevice::risingDtrResetsTheChip()
 void tst_InsideTheDevice::whatWasWrittenBeforeAResetIsGone()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     QVERIFY(port.setDataTerminalReady(false));
     const int before = statusNumber(QStringLiteral("in"));
     QFile terminal(QFile::symLinkTarget(QLatin1String("/dev/") + portName()));
@@ -389,16 +428,15 @@ void tst_InsideTheDevice::whatWasWrittenBeforeAResetIsGone()
     // Its requests come behind the text, so the answer says that the text is through.
     QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
     const int more = statusNumber(QStringLiteral("in")) - before;
-    // It may have been stopped when it was about to take a first bufferful.
-    QVERIFY2(more <= adapterBuffer + queryAttempts, qPrintable(QString::number(more)));
+    // It takes a first bufferful or two before it learns of the edge, from a thread of umockdev's.
+    QVERIFY2(more < longText / 4, qPrintable(QString::number(more)));
 }
 
 // The chip speaks for as long as it is spoken to, so the edge falls into a packet.
 void tst_InsideTheDevice::aResetHandsOverWhatTheChipSaid()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     QVERIFY(port.setDataTerminalReady(false));
     whatCame(port);
     const int before = statusNumber(QStringLiteral("out"));
@@ -485,7 +523,7 @@ void tst_InsideTheDevice::replugBringsThePortBack()
     QCOMPARE(errno, EIO);
     left.close();
     QVERIFY(port.isDataTerminalReady());
-    QCOMPARE(ask(port), expectedAnswer());
+    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
 }
 
 void tst_InsideTheDevice::unplugKeepsTheFlash()
@@ -521,21 +559,23 @@ void tst_InsideTheDevice::controlAnswersEachCommand()
 void tst_InsideTheDevice::statusCountsOpeningsAndBytes()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
+    const int in = statusNumber(QStringLiteral("in"));
+    const int out = statusNumber(QStringLiteral("out"));
+    port.write("volume 7");
+    const QByteArray line = piecesOfLine(port).join();
+    QCOMPARE(statusNumber(QStringLiteral("in")), in + 8);
+    QCOMPARE(statusNumber(QStringLiteral("out")), out + int(line.size()));
     port.close();
     open(port);
     QTRY_COMPARE_WITH_TIMEOUT(statusNumber(QStringLiteral("opens")), 2, patience);
     QCOMPARE(statusNumber(QStringLiteral("resets")), 2);
-    QVERIFY(statusNumber(QStringLiteral("in")) >= 2);
-    QCOMPARE(statusNumber(QStringLiteral("out")), expectedAnswer().size());
 }
 
 void tst_InsideTheDevice::receivedIsWhatTheHostWasHanded()
 {
     QSerialPort port;
-    open(port);
-    QVERIFY(attemptsUntilAnswer(port, expectedAnswer()) <= queryAttempts);
+    QVERIFY(talks(port));
     const QByteArray answer =
         QByteArray::fromHex(control({QStringLiteral("received")}).output.mid(3).toLatin1());
     QVERIFY2(answer.startsWith(expectedAnswer()), answer.constData());
@@ -565,6 +605,9 @@ private slots:
     void helpTellsOptionsControlAndStatuses();
     void mistakeGivesOneClearLine_data();
     void mistakeGivesOneClearLine();
+    void controlHelpTellsEachCommand();
+    void controlMistakeIsAUsageError_data();
+    void controlMistakeIsAUsageError();
     void missingWrapperIsNamed();
     void usedControlPathIsLeftAlone();
     void exitStatusIsThatOfTheCommand_data();
@@ -770,6 +813,49 @@ void tst_SimulatedDevice::mistakeGivesOneClearLine()
     QCOMPARE(leftovers(), QStringList());
 }
 
+void tst_SimulatedDevice::controlHelpTellsEachCommand()
+{
+    const Outcome help =
+        runProgram(QStringLiteral(SIMULATED_DEVICE_CLIENT), {QStringLiteral("--help")});
+    QCOMPARE(help.exitCode, 0);
+    QCOMPARE(help.errors, QString());
+    for (const char *word : {"unplug", "replug", "reset", "dump FILE", "received", "status",
+                             "SIMULATED_DEVICE_CONTROL", "125"})
+        QVERIFY2(help.output.contains(QLatin1String(word)), word);
+}
+
+void tst_SimulatedDevice::controlMistakeIsAUsageError_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+
+    const QString dump = QStringLiteral("dump");
+    const QString reset = QStringLiteral("reset");
+    QTest::newRow("no command is given") << QStringList() << QStringLiteral("no command given");
+    QTest::newRow("a dump names no file")
+        << QStringList {dump} << QStringLiteral("dump needs a file");
+    QTest::newRow("a dump names two files")
+        << QStringList {dump, dump, dump} << QStringLiteral("too many arguments");
+    QTest::newRow("two commands are given")
+        << QStringList {reset, reset} << QStringLiteral("too many arguments");
+    QTest::newRow("the option is unknown")
+        << QStringList {QStringLiteral("--halp")} << QStringLiteral("unknown option --halp");
+}
+
+// No device is needed to see it.
+void tst_SimulatedDevice::controlMistakeIsAUsageError()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+
+    const Outcome outcome = runProgram(QStringLiteral(SIMULATED_DEVICE_CLIENT), arguments);
+    QCOMPARE(outcome.exitCode, 2);
+    QCOMPARE(outcome.errors,
+             QLatin1String("simulated-device-control: ") + message
+                 + QLatin1String(" (see --help)\n"));
+    QCOMPARE(outcome.output, QString());
+}
+
 void tst_SimulatedDevice::missingWrapperIsNamed()
 {
     QProcess process;
@@ -846,7 +932,7 @@ void tst_SimulatedDevice::insideTheDevice_data()
     row("the query is answered within ten attempts", query);
     row("the query is answered under another port name", query, "cu.usbserial-A1");
     row("the query tells another sketch", query, "ttyUSB0", "6001", "", "Lantern__1");
-    row("the version line arrives in one piece", "versionLineArrivesInOnePiece");
+    row("an answer that the adapter cuts costs another attempt", "aCutAnswerCostsAnotherAttempt");
     row("any other text is repeated", "textIsHeard");
     row("a long text arrives in packets of 62 bytes", "longTextArrivesInPackets");
     row("a wrong speed is not understood", "wrongSpeedIsNotUnderstood");

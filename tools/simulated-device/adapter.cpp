@@ -27,6 +27,7 @@ Adapter::Adapter(ByteSink toChip, ResetLine resetChip)
 void Adapter::plugIn()
 {
     m_port.emplace();
+    m_sincePacket = 0;
 }
 
 void Adapter::unplug()
@@ -81,15 +82,12 @@ void Adapter::finishTransfers()
 {
     while (!m_port->read(bufferSize).empty()) { }
     m_bufferToChip.clear();
-    if (!m_packet.empty())
-        sendPacket();
+    sendPacket();
 }
 
 void Adapter::fromChip(std::uint8_t byte)
 {
     ++m_bytesFromChip;
-    if (m_packet.empty())
-        m_packetAge = 0;
     m_packet.push_back(static_cast<char>(byte));
 }
 
@@ -103,11 +101,13 @@ void Adapter::passByteTime()
 {
     if (!m_bufferToChip.empty())
         passByteToChip();
-    if (m_packet.empty())
+    ++m_sincePacket;
+    if (m_packet.size() < packetSize && m_sincePacket < latencyByteTimes)
         return;
-    ++m_packetAge;
-    if (m_packet.size() >= packetSize || m_packetAge >= latencyByteTimes)
-        sendPacket();
+    // The latency timer counts from packet to packet, even from an empty one, and asks for no byte:
+    // it expires in the middle of an answer as well.
+    sendPacket();
+    m_sincePacket = 0;
 }
 
 void Adapter::passByteToChip()
@@ -119,6 +119,8 @@ void Adapter::passByteToChip()
 
 void Adapter::sendPacket()
 {
+    if (m_packet.empty())
+        return;
     // Nobody asks a closed adapter for its packets.
     if (m_isOpen && hostSpeedIsRight())
         handOver();

@@ -57,7 +57,7 @@ private:
     int m_modemLines = 0;
     std::deque<std::uint8_t> m_bufferToChip;
     std::string m_packet;
-    unsigned m_packetAge = 0; // in byte times
+    unsigned m_sincePacket = 0; // in byte times
     std::string m_handedOver;
     std::uint64_t m_bytesToChip = 0;
     std::uint64_t m_bytesFromChip = 0;

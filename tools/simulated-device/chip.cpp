@@ -58,7 +58,7 @@ Chip::Chip(const FlashImage &image, ByteSink transmitted)
     // Whoever calls run() keeps the pace.
     m_avr->sleep = &sleepWithoutWaiting;
     std::copy(image.begin(), image.end(), m_avr->flash);
-    m_lock.attach(m_avr.get());
+    m_selfProgramming.attach(m_avr.get());
 
     std::uint32_t flags = 0;
     avr_ioctl(m_avr.get(), AVR_IOCTL_UART_SET_FLAGS(serialPort), &flags);

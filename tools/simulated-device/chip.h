@@ -1,8 +1,8 @@
 #ifndef CHIP_H
 #define CHIP_H
 
-#include "bootloaderlock.h"
 #include "flashimage.h"
+#include "selfprogramming.h"
 
 #include <cstdint>
 #include <functional>
@@ -38,7 +38,7 @@ private:
     bool isRunning() const;
 
     ByteSink m_transmitted;
-    BootloaderLock m_lock;
+    SelfProgramming m_selfProgramming;
     std::unique_ptr<avr_t, Terminate> m_avr;
     avr_irq_t *m_receiver = nullptr;
     std::int64_t m_dueCycles = 0;

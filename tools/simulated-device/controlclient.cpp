@@ -14,6 +14,31 @@ namespace {
 
 constexpr char controlVariable[] = "SIMULATED_DEVICE_CONTROL";
 constexpr int exitRefused = 1;
+constexpr int exitUsage = 2;
+constexpr char seeHelp[] = " (see --help)";
+
+constexpr char helpMessage[] =
+    R"(Usage: simulated-device-control COMMAND
+
+Sends one command to the simulated device whose control socket the environment
+variable SIMULATED_DEVICE_CONTROL names, and shows the answer.
+
+Commands:
+  unplug       remove the adapter
+  replug       plug it in again
+  reset        reset the chip
+  dump FILE    write the chip's flash to FILE
+  received     show the last bytes that the host was handed
+  status       show whether it is plugged in, and what it has counted
+
+"simulated-device --help" tells more of them.
+
+Exit status:
+  0            done
+  1            the device refused the command; the reason is on standard error
+  2            the command line is wrong
+  125          the device cannot be reached
+)";
 
 std::string absolutePath(const std::string &path)
 {
@@ -23,14 +48,30 @@ std::string absolutePath(const std::string &path)
     return std::string(directory) + '/' + path;
 }
 
-std::string commandLine(int count, char **arguments)
+[[noreturn]] void failUsage(const std::string &message)
+{
+    throw Error(message + seeHelp, exitUsage);
+}
+
+std::string dumpCommand(int count, char **arguments)
 {
     if (count == 2)
-        return arguments[1];
+        failUsage("dump needs a file");
     // The simulation may run in another folder than this client.
-    if (count == 3 && std::string(arguments[1]) == "dump")
-        return "dump " + absolutePath(arguments[2]);
-    throw Error("usage: simulated-device-control unplug|replug|reset|received|status|dump FILE");
+    return "dump " + absolutePath(arguments[2]);
+}
+
+std::string commandLine(int count, char **arguments)
+{
+    if (count < 2)
+        failUsage("no command given");
+    const std::string command = arguments[1];
+    const bool dumps = command == "dump";
+    if (command[0] == '-')
+        failUsage("unknown option " + command);
+    if (count > (dumps ? 3 : 2))
+        failUsage("too many arguments");
+    return dumps ? dumpCommand(count, arguments) : command;
 }
 
 FileDescriptor connectToDevice()
@@ -55,6 +96,10 @@ std::string readAnswer(const FileDescriptor &socket)
 
 int runClient(int count, char **arguments)
 {
+    if (count == 2 && arguments[1] == std::string("--help")) {
+        std::fputs(helpMessage, stdout);
+        return EXIT_SUCCESS;
+    }
     const std::string line = commandLine(count, arguments);
     const FileDescriptor socket = connectToDevice();
     if (!sendAll(socket, line + '\n'))
