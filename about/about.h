@@ -5,7 +5,7 @@
 
 class Ui_about;
 
-// Names the application, its version and the software it is built on.
+// Shows the application's name, its version and the software it is built on.
 class about : public QDialog
 {
     Q_OBJECT

@@ -1,9 +1,9 @@
-// How the windows follow the display's dots per inch.
+// Scales the windows with the display's dots per inch.
 #include "displayscaling.h"
 
 #include <QGuiApplication>
 
-// Qt 5 lets the letters alone grow, and a window of a fixed size then cuts them.
+// By default Qt 5 scales only the text, which a window of a fixed size would then cut off.
 void scaleWithTheDisplay()
 {
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)

@@ -1,8 +1,8 @@
-// How the windows follow the display's dots per inch.
+// Scales the windows with the display's dots per inch.
 #ifndef DISPLAYSCALING_H
 #define DISPLAYSCALING_H
 
-// Lets windows, letters and pictures grow together. Called before the application object is made.
+// Scales windows, text and pictures together. Call it before the application object is created.
 void scaleWithTheDisplay();
 
 #endif

@@ -19,8 +19,8 @@
 
 namespace {
 
-// All missing files are downloaded at once, two descriptors each; the usual soft limits (1024 on
-// Linux, 256 on macOS) end the process in the middle of a long list.
+// All missing files are downloaded at once and take two descriptors each; with the usual soft
+// limits (1024 on Linux, 256 on macOS) a long list would end the process.
 void raiseOpenFilesLimit()
 {
 #ifdef Q_OS_UNIX
@@ -36,8 +36,8 @@ void raiseOpenFilesLimit()
 #endif
 }
 
-// A file that was removed or replaced while the program was starting has no path, and the current
-// directory, with whatever sketches lie there, would be taken for the program's own.
+// If the program's file is removed or replaced while it starts, it has no path. The current
+// directory, with whatever sketches it contains, would then be taken for the program's own.
 bool hasDirectory()
 {
     return !QCoreApplication::applicationFilePath().isEmpty();

@@ -11,11 +11,11 @@
 
 namespace {
 
-// Pixels: the rule below the entries, and what is lost where positions are rounded.
+// Pixels: the line below the entries, and a reserve for rounded positions.
 constexpr int ruleHeight = 1;
 constexpr int roundingLoss = 1;
 
-// Where the letters stand in their line of text, which reaches from its ascent to its descent.
+// Where the letters are within their line of text, which extends from its ascent to its descent.
 QRect lettersOf(const QStyleOptionMenuItem &entry)
 {
     const QFontMetrics &metrics = entry.fontMetrics;
@@ -24,9 +24,9 @@ QRect lettersOf(const QStyleOptionMenuItem &entry)
     return letters.translated(0, metrics.ascent());
 }
 
-// Styles centre the line of text. In a bar less high than the line the letters, which keep away
-// from the line's upper edge, would be cut below: this is how far the entry must reach above the
-// bar.
+// Styles centre the line of text. If the bar is lower than the line, the lower part of the letters
+// would be cut off, because there is space above them. This is how far the entry must extend above
+// the bar.
 int heightAboveBar(const QStyleOptionMenuItem &entry)
 {
     const int lineHeight = entry.fontMetrics.height();
@@ -99,14 +99,14 @@ void CompactMenuBarStyle::drawEntry(const QStyleOptionMenuItem &entry, QPainter 
     if (entry.state & (State_Selected | State_Sunken))
         return;
 
-    // Scaled, Fusion's rule below the entry ends a pixel of the screen before the entry does.
+    // When scaled, Fusion's line below the entry ends one screen pixel before the entry.
     painter->save();
     painter->setClipRect(entry.rect.right(), entry.rect.top(), 1, entry.rect.height());
     drawEmptyArea(entry, painter, widget);
     painter->restore();
 }
 
-// Reaches beyond the bar's end, so that its rule does not end before it.
+// Extends beyond the bar's end, so that the line does not end before it.
 void CompactMenuBarStyle::drawEmptyArea(const QStyleOption &option, QPainter *painter,
                                         const QWidget *widget) const
 {

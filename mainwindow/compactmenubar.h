@@ -4,8 +4,8 @@
 
 class QMenuBar;
 
-// Makes the bar no higher than this many pixels, or than its letters when they need more. In
-// everything else it looks and behaves as the style does that the application has at the call.
+// Limits the bar to this many pixels, or to the height of its text if that is more. Otherwise it
+// looks and behaves like the application's style at the time of the call.
 void makeCompact(QMenuBar *menuBar, int height);
 
 #endif

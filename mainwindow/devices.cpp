@@ -1,4 +1,4 @@
-// Devices: their discovery, the version query, and the poll that serves the open port.
+// Devices: discovery, the version query, and the poll that serves the open port.
 #include "mainwindow.h"
 
 #include "listitemweight.h"
@@ -54,7 +54,7 @@ QString askForVersion(QSerialPort &port)
 {
     port.write(versionRequest.toLocal8Bit());
     port.waitForBytesWritten(queryWriteTimeout);
-    port.readAll(); // what came before this request is no answer to it
+    port.readAll(); // not an answer to this request
     port.waitForReadyRead(queryReplyTimeout);
     return textUpToNul(port.readLine());
 }
@@ -65,21 +65,21 @@ Sketch sketchInVersionLine(const QString &line)
     return Sketch(QFileInfo(line.split(QLatin1Char(':')).at(1)));
 }
 
-// Qt 6.8 takes the end of a port that was pulled for an empty read, and reports no error.
+// When the adapter is pulled, Qt 6.8 sees an empty read and reports no error.
 bool hasHungUp(const QSerialPort &port)
 {
     pollfd descriptor {port.handle(), 0, 0};
     return poll(&descriptor, 1, 0) > 0 && (descriptor.revents & POLLHUP) != 0;
 }
 
-// The query's waits leave a time-out behind, which says nothing about the port.
+// After the query the port still reports a time-out, which says nothing about its state.
 bool isLost(const QSerialPort &port)
 {
     return (port.error() != QSerialPort::NoError && port.error() != QSerialPort::TimeoutError)
         || hasHungUp(port);
 }
 
-// A lost port may report its loss without end, as fast as the processor can, until it is closed.
+// Until it is closed, a lost port may report its loss over and over and keep the processor busy.
 void stopListening(const QSerialPort &port)
 {
     const QList<QSocketNotifier *> notifiers = port.findChildren<QSocketNotifier *>();
@@ -184,7 +184,7 @@ void MainWindow::getSketchNameAndVersion()
     }
 
     ui->label_programondevice->setText(device.name);
-    // A sketch newer than the local one, or unknown here, leaves the recommendation as it was.
+    // A newer or unknown sketch leaves the recommendation unchanged.
     const Sketch local = findSketchByName(device.name);
     if (device.version == local.version) {
         ui->label_updaterecommendation->setText(
@@ -227,7 +227,7 @@ void MainWindow::periodic_update()
 void MainWindow::showReceivedText()
 {
     const QByteArray received = serialPort.readAll();
-    // A lost device does not end the tick: text still to be sent is reported as lost as well.
+    // The tick goes on after the loss: text that was still to be sent is reported as lost, too.
     if (isLost(serialPort))
         giveUpDevice(tr("Unable to communicate with device"));
 
@@ -247,8 +247,8 @@ void MainWindow::sendPendingText()
     serialMonitor->clearPendingText();
 }
 
-// The box runs the event loop, but a timer does not fire again while its event is being handled:
-// however long the box stays open, no tick comes between.
+// The box runs the event loop, but a timer does not fire again while its event is being handled, so
+// there is no tick while the box is open.
 void MainWindow::giveUpDevice(const QString &reason)
 {
     stopListening(serialPort); // it stays open while the box does

@@ -25,13 +25,13 @@ bool ListFocus::eventFilter(QObject *watched, QEvent *event)
     if (focus->lostFocus() || focus->reason() == Qt::MouseFocusReason || hasCurrentRow())
         return false;
 
-    // The view leaves its rows alone when it believes that the mouse brought the focus.
+    // The view does not touch its rows if it believes that the mouse set the focus.
     QFocusEvent byMouse(QEvent::FocusIn, Qt::MouseFocusReason);
     watched->event(&byMouse);
     return true;
 }
 
-// As the styles do on a current row: not for people who use the mouse.
+// Like the styles' frame of a current row: not shown to those who use the mouse.
 void ListFocus::follow()
 {
     setGeometry(list->rect());

@@ -5,8 +5,8 @@
 
 class QListWidget;
 
-// Lets a list have the focus without choosing: by itself an item view makes its first row current
-// when the focus comes to it by anything but the mouse. Shows the focus while no row is current.
+// Lets a list have the focus without choosing a row: an item view makes its first row current when
+// it gets the focus in any way but by mouse. Shows the focus while no row is current.
 class ListFocus : public QWidget
 {
     Q_OBJECT

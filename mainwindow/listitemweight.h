@@ -1,10 +1,10 @@
-// The weight of a list item's font: the current row of either list stands in bold.
+// The weight of a list item's font: the current row of each list is bold.
 #ifndef LISTITEMWEIGHT_H
 #define LISTITEMWEIGHT_H
 
 class QListWidgetItem;
 
-// A null item is left alone.
+// Does nothing for a null item.
 void makeBold(QListWidgetItem *item);
 void makeNormal(QListWidgetItem *item);
 

@@ -1,4 +1,4 @@
-// The shell: how the window is built and torn down, and what it does with its child windows.
+// The shell: construction and destruction of the window, and its child windows.
 #include "mainwindow.h"
 
 #include "about/about.h"
@@ -37,7 +37,7 @@ MainWindow::MainWindow(QWidget *parent)
     new ListFocus(ui->listWidget_devicelist);
     if (!ui->menuBar->isNativeMenuBar()) {
         openByKey(ui->menuBar);
-        // Inside the window the bar pushes the status line down, which has this much room below.
+        // A bar inside the window pushes the status line down, which has this much space below.
         makeCompact(ui->menuBar, height() - ui->label_status->geometry().bottom() - 1);
     }
 
@@ -52,14 +52,14 @@ MainWindow::MainWindow(QWidget *parent)
         applicationDirectory.absolutePath() + QStringLiteral("/compiled_sketches/");
     avrdudePath = applicationDirectory.absolutePath() + QStringLiteral("/avrdude/");
 
-    // The reply comes through the event loop, so it finds the catalogue built.
+    // The reply arrives through the event loop, after the catalogue has been built.
     updateOnlineRepositoryFilenameList();
     updateCompiledSketckesList(compiledSketchesPath);
     updateProgramlist();
     updateSerialPortList();
     updateDeviceList();
 
-    // The program list decides: without a program there is nothing to recommend for a device.
+    // Without a program in the list there is nothing to recommend for a device.
     if (ui->listWidget_programlist->currentRow() == -1)
         ui->frame_deviceinfo->setVisible(false);
 

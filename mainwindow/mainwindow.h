@@ -1,6 +1,7 @@
 #ifndef MAINWINDOW_H
 #define MAINWINDOW_H
 
+#include "mainwindow/directorywatch.h"
 #include "sketch/sketch.h"
 
 #include <QList>
@@ -18,8 +19,9 @@ class SerialMonitor;
 class Ui_MainWindow;
 class about;
 
-// The one controller: owns all state, and every feature is an operation or a slot of it. Everything
-// runs on the GUI thread; the operations that talk to a device or wait for the uploader block it.
+// The only controller: it owns all state, and every feature is an operation or slot of it.
+// Everything runs on the GUI thread; the operations that talk to a device or wait for the uploader
+// block it.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -40,11 +42,11 @@ public:
     void setVisibleWithFade(QWidget *widget);
 
     // Sketch catalogue (catalogue.cpp)
-    // Rebuilds the catalogue from the directory; makes the directory when only its last level is
-    // missing, and is left empty when that fails.
+    // Rebuilds the catalogue from the directory. Creates the directory if only its last level is
+    // missing; if that fails, the catalogue is empty.
     void updateCompiledSketckesList(const QString &path);
     void updateProgramlist();
-    // The first match in file-name order, whatever its version; no sketch when there is none.
+    // The first match in file-name order, whatever its version; an empty sketch if there is none.
     Sketch findSketchByName(QString name);
 
     // Online repository (onlinerepository.cpp)
@@ -56,21 +58,21 @@ public:
     // Devices (devices.cpp)
     void updateSerialPortList();
     void updateDeviceList();
-    // A null port info when the last scan found no such port.
+    // A null port info if the last scan did not find the port.
     QSerialPortInfo findSerialInfoByName(QString portName);
-    // False when the port does not open. Blocks up to 20 s when the device does not answer.
+    // False if the port does not open. Blocks up to 20 s if the device does not answer.
     bool OpenSerialPort(QString portName);
     void getSketchNameAndVersion();
     // The device's version line without its line end, or whatever was read last.
     QString getDeviceSketchVersion();
 
     // Firmware upload (upload.cpp)
-    // True when the uploader ran and ended in time, however it ended; the user has been told of
+    // True if the uploader ran and ended in time, however it ended; the user has been told of
     // every failure but a missing configuration file. Both lists must have a current item.
     bool CallAvrDude();
 
 public slots:
-    // The order is that of the meta-object indices and is kept.
+    // Their order determines the meta-object indices and must stay.
     void on_openserialmonitorbutton_clicked();
     void open_window_about();
     void on_listWidget_programlist_currentItemChanged(QListWidgetItem *current,
@@ -88,9 +90,14 @@ public slots:
     void on_pushButton_programondevice_refresh_clicked();
 
 private:
+    // Sketch catalogue
+    // Puts one file that has come since the last reading into the catalogue and the list. False,
+    // and nothing is changed, when that would not be the same as reading and refilling.
+    bool addToCatalogue(const QString &fileName);
+
     // Online repository
     void removeStaleSketches();
-    // False when nothing is missing.
+    // False if nothing is missing.
     bool downloadMissingFiles();
     void storeSketch(const QString &fileName, QIODevice &content);
 
@@ -100,14 +107,14 @@ private:
     void giveUpDevice(const QString &reason);
 
     // Firmware upload
-    // False when the user has been told what is missing.
+    // False if something is missing, which the user has been told.
     bool deviceAndProgramSelected();
     bool confirmUpload();
     bool uploadSelectedSketch();
     QFileInfo selectedSketchFile();
     void warnOfConfiguration(const QString &problem);
     void warnOfIncompleteUploader(bool executableFound, bool configurationFound);
-    // Leaves the port closed; when it did not open, the user has been told and the list is new.
+    // Leaves the port closed. If it did not open, the user has been told and the list is rescanned.
     bool portOpensForUpload(const QString &portName);
     bool runUploader(const QString &program, const QStringList &arguments);
 
@@ -115,8 +122,8 @@ private:
     bool serialPortOpen; // open, and the device has been asked for its sketch
     about *aboutWindow;
     QTimer periodicTimer;
-    QString compiledSketchesPath; // ends in a slash
-    QString avrdudePath; // ends in a slash, too
+    QString compiledSketchesPath; // ends with a slash
+    QString avrdudePath; // ends with a slash
     QList<Sketch> sketchList;
     int downloadedFilesCount; // set by the index reply, before any download starts
     QStringList localRepositoryFilenameList; // entry i names the file of sketchList's entry i
@@ -125,6 +132,7 @@ private:
     QList<QSerialPortInfo> serialPortInfoList;
     QString errorReportText;
     Ui_MainWindow *ui; // owned
+    DirectoryWatch catalogueWatch; // on the directory of the catalogue, since it was read
 };
 
 #endif

@@ -6,7 +6,7 @@
 
 namespace {
 
-// A window that is minimized or lies behind another counts as shown.
+// A window counts as shown even if it is minimized or behind another.
 void bringToFront(QWidget *window)
 {
     window->setWindowState(window->windowState() & ~Qt::WindowMinimized);

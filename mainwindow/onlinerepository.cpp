@@ -20,6 +20,7 @@ constexpr int transferTimeout = 30000; // ms without traffic
 constexpr int statusOk = 200;
 constexpr qint64 largestIndex = 1000000000; // bytes; a QString takes hardly more characters
 constexpr qint64 blockSize = 65536; // bytes
+constexpr qint64 glanceSize = 1024; // bytes; what a page's beginning takes, and more
 
 QNetworkRequest repositoryRequest(const QString &fileName)
 {
@@ -28,7 +29,7 @@ QNetworkRequest repositoryRequest(const QString &fileName)
     // The page that a hotel's network redirects to must not pass for an index or a sketch.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::SameOriginRedirectPolicy);
-    // Qt asks for compressed answers otherwise, and unpacks one that is cut short without a word.
+    // By default Qt requests compressed answers, and unpacks truncated ones without an error.
     request.setRawHeader("Accept-Encoding", "identity");
     return request;
 }
@@ -39,8 +40,8 @@ bool isCoded(const QNetworkReply &reply, const QByteArray &header)
     return !coding.isEmpty() && coding != "identity";
 }
 
-// Qt takes a chunk size that it cannot read for the end of the body and reports no error, so no
-// answer in chunks is known to be whole.
+// Qt mistakes an unreadable chunk size for the end of the body and reports no error, so an answer
+// in chunks may always be incomplete.
 bool isPlain(const QNetworkReply &reply)
 {
     return !isCoded(reply, "Content-Encoding") && !isCoded(reply, "Transfer-Encoding");
@@ -68,7 +69,7 @@ QByteArray beginningOf(QIODevice &body, int length)
 {
     QByteArray text;
     while (text.size() < length) {
-        const QByteArray block = body.read(blockSize);
+        const QByteArray block = body.read(glanceSize);
         if (block.isEmpty())
             break;
         text = textBehind(text + block);
@@ -76,8 +77,8 @@ QByteArray beginningOf(QIODevice &body, int length)
     return text.left(length).toLower();
 }
 
-// The login page of a network, or a server's own page, in place of what was asked for. Takes
-// nothing from the body.
+// A network's login page, or a server's own page, instead of the requested file. Consumes nothing
+// of the body.
 bool isPage(QIODevice &body)
 {
     const QByteArray declaration = "<!doctype html";
@@ -87,8 +88,7 @@ bool isPage(QIODevice &body)
     return beginning == declaration || beginning.startsWith("<html");
 }
 
-// Qt takes the answers of the 100s, all of the 200s, and those of the 300s that it does not follow,
-// for good ones.
+// Qt accepts 1xx responses, all 2xx responses, and 3xx responses that it does not follow.
 bool succeeded(QNetworkReply &reply)
 {
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
@@ -102,7 +102,7 @@ bool carriesIndex(QNetworkReply &reply)
     return succeeded(reply) && reply.bytesAvailable() <= largestIndex;
 }
 
-// A manager lives as long as the window, its thread and descriptors only until here.
+// A manager lives as long as the window, but its thread and descriptors are freed here.
 void release(QNetworkReply *reply)
 {
     reply->manager()->clearConnectionCache();
@@ -121,7 +121,7 @@ QSet<QString> setOf(const QStringList &names)
     return QSet<QString>(names.cbegin(), names.cend());
 }
 
-// A disk that is nearly full takes a part, and gives its reason when it is asked to take the rest.
+// A disk that is nearly full accepts a part, and reports the reason when the rest is written.
 bool writeAll(QIODevice &file, const QByteArray &block)
 {
     qint64 written = 0;
@@ -138,22 +138,24 @@ bool writeAll(QIODevice &file, const QByteArray &block)
 bool copyAll(QIODevice &file, QIODevice &body)
 {
     while (!body.atEnd()) {
-        const QByteArray block = body.read(blockSize);
+        // Not more than there is: room for a whole block costs more than most sketches.
+        const QByteArray block = body.read(qMin(blockSize, body.bytesAvailable()));
         if (block.isEmpty() || !writeAll(file, block))
             return false;
     }
     return true;
 }
 
-// The file appears under its name only when it is whole, whatever interrupts the writing. A buffer
-// would be written by the commit, which takes no notice when that fails.
+// The file gets its name only when it is complete. Unbuffered, because commit() would write a
+// buffer and ignore a failure.
 bool writeWhole(QSaveFile &file, QIODevice &body)
 {
     return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && copyAll(file, body)
         && file.commit();
 }
 
-// QSaveFile refuses what is in the way in words of its own; the system says it when it is asked.
+// If something is in the way, QSaveFile has its own text for it; opening the file gives the
+// system's.
 QString whatIsInTheWay(const QSaveFile &file)
 {
     QFile inTheWay(file.fileName());
@@ -162,7 +164,7 @@ QString whatIsInTheWay(const QSaveFile &file)
     return inTheWay.errorString();
 }
 
-// Call it at once: where QSaveFile keeps no reason, the system's last one is the reason.
+// Call it at once: if QSaveFile keeps no reason, the system's last error is the reason.
 QString systemsReason(const QSaveFile &file)
 {
     if (file.error() == QFileDevice::UnspecifiedError)
@@ -172,10 +174,10 @@ QString systemsReason(const QSaveFile &file)
     return file.errorString();
 }
 
-// Null when the body is stored whole, else the system's reason why it is not.
+// Null if the body was stored completely, else the system's reason.
 QString storeBody(const QString &path, QIODevice &body)
 {
-    // What a link leads to is not the repository's to write.
+    // The repository must not write to the target of a link.
     QFile link(path);
     if (QFileInfo(path).isSymLink() && !link.remove())
         return link.errorString();
@@ -281,6 +283,9 @@ void MainWindow::storeSketch(const QString &fileName, QIODevice &content)
         ui->label_status->setText(QStringLiteral("Failed creating file...") + problem);
         return;
     }
+    // Reading the whole directory after each of many files takes longer than fetching them.
+    if (catalogueWatch.sawOnlyNewFile(fileName) && addToCatalogue(fileName))
+        return;
     updateCompiledSketckesList(compiledSketchesPath);
     updateProgramlist();
 }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int uploadTimeout = 30000; // ms
 
-// What an upload needs from the directory beside the program; null where it is missing.
+// What an upload needs from the directory beside the program; null if it is missing.
 struct Uploader
 {
     QFileInfo executable;
@@ -45,7 +45,7 @@ QStringList uploadArguments(const QFileInfo &configuration, const QString &portN
     };
 }
 
-// Nobody looks at what it says: kept until it ends, endless output would fill the memory first.
+// Discard output as it arrives; buffered, it could exhaust memory.
 void discardOutput(QProcess &process)
 {
     process.closeReadChannel(QProcess::StandardError);
@@ -58,7 +58,8 @@ void MainWindow::on_pushButton_update_clicked()
 {
     if (!deviceAndProgramSelected() || !confirmUpload())
         return;
-    // Behind the open confirmation a lost device or a finished download may have rebuilt a list.
+    // While the confirmation was open, a lost device or a finished download may have rebuilt a
+    // list.
     if (!deviceAndProgramSelected() || !CallAvrDude())
         return;
 
@@ -136,7 +137,7 @@ bool MainWindow::uploadSelectedSketch()
 QFileInfo MainWindow::selectedSketchFile()
 {
     QFileInfo file = findSketchByName(ui->listWidget_programlist->currentItem()->text()).fileInfo;
-    file.refresh(); // it may be gone since the directory was listed
+    file.refresh(); // it may have been removed since the directory was listed
     return file;
 }
 
@@ -150,7 +151,7 @@ void MainWindow::warnOfIncompleteUploader(bool executableFound, bool configurati
 {
     if (!executableFound)
         warnOfConfiguration(tr("Couldn't find avrdude. "));
-    // The reverse of the test above, on purpose: a missing configuration passes in silence.
+    // The reverse of the test above, on purpose: a missing configuration is not reported.
     if (configurationFound)
         warnOfConfiguration(tr("Couldn't find avrdude.conf. "));
 }
@@ -162,7 +163,7 @@ bool MainWindow::portOpensForUpload(const QString &portName)
         displayWarningBox(tr("Serial port not opened!"),
                           tr("Please choose a device in the device list."), QMessageBox::Ok);
     }
-    CloseSerialPort(); // avrdude needs it for itself
+    CloseSerialPort(); // avrdude needs it
     if (!opened) {
         updateSerialPortList();
         updateDeviceList();
@@ -176,14 +177,14 @@ bool MainWindow::runUploader(const QString &program, const QStringList &argument
     avrdude.start(program, arguments, QIODevice::ReadWrite);
     discardOutput(avrdude);
     if (!avrdude.waitForFinished(uploadTimeout)) {
-        // A running avrdude goes on behind the box; leaving this function kills it.
+        // A running avrdude continues while the box is open; leaving this function kills it.
         displayWarningBox(tr("Unable to upload to device."),
                           tr("Error when trying to execute avrdude. ") + errorReportText,
                           QMessageBox::Ok);
         return false;
     }
 
-    avrdude.readAll(); // how it ended is not examined, the device is asked instead
+    avrdude.readAll(); // ignore how it ended; the device is asked instead
     periodicTimer.start();
     return true;
 }

@@ -8,21 +8,41 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextLayout>
 
 namespace {
 
-// Qt counts pixels in 26 bits. A text without a page height that is taller than 8,388,607 px is
-// laid out without end; one taller than 21,474,836 px has a wrong scroll bar, and is laid out as a
-// whole at each append. A window that is made narrower makes its text taller.
+// Qt counts pixels in 26 bits. Qt 6.8 lays out no paragraph that begins below 8,388,607 px. Older
+// ones do, but without end if the page has no height, and with a wrong scroll bar above 21,474,836
+// px. A window that is made narrower makes its text taller.
 constexpr int pageHeight = 30'000'000; // px
-constexpr double tallestText = 10'000'000; // px
-constexpr double longestText = 15'000'000; // characters, which the narrowest window can hold
-constexpr double portionKept = 0.9; // not all that fits, because each time all that is left moves
+constexpr double tallestText = 8'000'000; // px
+constexpr double longestText = 15'000'000; // characters
+constexpr double portionKept = 0.9; // less than fits, because each cut moves all of the rest
+// More than a device can send in a tick, and so few that each may take a line of its own.
+constexpr int longestAppend = 200'000; // characters
+
+QTextBlock lastParagraphLaidOut(const QTextDocument &document)
+{
+    QTextBlock paragraph = document.lastBlock();
+    while (paragraph.layout()->lineCount() == 0 && paragraph.previous().isValid())
+        paragraph = paragraph.previous();
+    return paragraph;
+}
+
+// Of the whole text, with an estimate of what is not laid out.
+double heightOf(const QTextDocument &document)
+{
+    const double height = document.size().height();
+    if (height <= tallestText)
+        return height;
+    return height * document.blockCount() / (lastParagraphLaidOut(document).blockNumber() + 1);
+}
 
 // Text size relative to what the view can hold; above 1 the oldest text goes.
 double fullness(const QTextDocument &document)
 {
-    return qMax(document.size().height() / tallestText, document.characterCount() / longestText);
+    return qMax(heightOf(document) / tallestText, document.characterCount() / longestText);
 }
 
 // A text browser's own append() takes whatever looks like a tag for HTML.
@@ -44,7 +64,7 @@ SerialMonitor::SerialMonitor(QWidget *parent)
     , ui(new Ui_SerialMonitor)
 {
     ui->setupUi(this);
-    // To a function that is no slot: the window's slots are those of its form.
+    // To a function that is not a slot: the window's only slots are those of its form.
     connect(ui->textBrowser->document()->documentLayout(), &QAbstractTextDocumentLayout::update,
             this, &SerialMonitor::keepTextOnOnePage);
 }
@@ -56,18 +76,19 @@ SerialMonitor::~SerialMonitor()
 
 void SerialMonitor::appendToSerialMonitor(QString text)
 {
+    QTextDocument *document = ui->textBrowser->document();
     QScrollBar *scrollBar = ui->textBrowser->verticalScrollBar();
     const bool automatic = ui->checkBox->isChecked();
     if (automatic)
         scrollBar->setValue(scrollBar->maximum());
     int position = scrollBar->value();
-    appendPlainParagraph(ui->textBrowser->document(), text);
-    if (fullness(*ui->textBrowser->document()) > 1)
+    appendPlainParagraph(document, text.right(longestAppend));
+    while (fullness(*document) > 1 && document->blockCount() > 1)
         position -= dropOldestText();
     scrollBar->setValue(automatic ? scrollBar->maximum() : position);
 }
 
-// The text browser takes the page's height away whenever its width changes.
+// The text browser resets the page's height whenever its width changes.
 void SerialMonitor::keepTextOnOnePage()
 {
     QTextDocument *document = ui->textBrowser->document();
@@ -83,11 +104,16 @@ int SerialMonitor::dropOldestText()
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::NextBlock, QTextCursor::KeepAnchor,
                         qMax(1, int(document->blockCount() * portion)));
-    const QAbstractTextDocumentLayout *layout = document->documentLayout();
-    const double height = layout->blockBoundingRect(cursor.block()).top()
-        - layout->blockBoundingRect(document->firstBlock()).top();
+    const int height = ui->textBrowser->cursorRect(cursor).top()
+        - ui->textBrowser->cursorRect(QTextCursor(document)).top();
+    const QTextBlock next = lastParagraphLaidOut(*document).next();
+    const bool whole = !next.isValid();
+    const QTextCursor rest(next);
     cursor.removeSelectedText();
-    return int(height);
+    // What was below the limit is not laid out by itself.
+    if (!whole)
+        document->markContentsDirty(rest.position(), document->characterCount() - rest.position());
+    return height;
 }
 
 void SerialMonitor::scheduleToSendAndClear()

@@ -17,7 +17,8 @@ public:
     ~SerialMonitor() override;
 
     // Each call makes one paragraph of plain text, whatever it contains. The oldest paragraphs go
-    // when the view can hold no more.
+    // when the view can hold no more. Of far more text than a tick can bring, only the end is
+    // shown.
     void appendToSerialMonitor(QString text);
 
     void scheduleToSendAndClear();

@@ -12,7 +12,7 @@ QLocale localeOfVersions()
     return locale;
 }
 
-// As QString::toInt() has it in Qt 5. That of Qt 6 takes fewer blanks and signs for such.
+// Like QString::toInt() in Qt 5. In Qt 6 it accepts fewer kinds of blanks and signs.
 int numberIn(const QString &text)
 {
     static const QLocale locale = localeOfVersions();

@@ -13,7 +13,7 @@ public:
     Sketch() = default;
 
     // Never fails: a malformed file name leaves the name empty and the version -1, a version that
-    // is no number counts as 0.
+    // is not a number counts as 0.
     explicit Sketch(QFileInfo file);
 
     int version = -1;

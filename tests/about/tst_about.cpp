@@ -1,4 +1,4 @@
-// The about dialog: what it shows, and that nothing in it does anything.
+// The about dialog: what it shows, and that nothing in it has an effect.
 #include "about/about.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
@@ -145,7 +145,7 @@ void tst_About::size()
 void tst_About::opensModeless()
 {
     QVERIFY(chooseMenuEntry(*window, "actionAbout"));
-    // The menu entry is back at once, and the main window still takes clicks.
+    // The menu entry is available again at once, and the main window still accepts clicks.
     QVERIFY(dialog()->isVisible());
     QVERIFY(!dialog()->isModal());
     QVERIFY(QApplication::activeModalWidget() == nullptr);

@@ -1,4 +1,4 @@
-// What the campaigns share: how much they try, from which seed, and what they make it of.
+// What the campaigns share: how much they try, the seed, and generated input.
 #ifndef CAMPAIGN_H
 #define CAMPAIGN_H
 

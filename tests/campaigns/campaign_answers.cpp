@@ -1,4 +1,4 @@
-// Generated answers of devices: the labels show what the rules allow, whatever comes.
+// Generated answers of devices: the labels always show what the rules allow.
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "sketchrule.h"

@@ -1,5 +1,6 @@
 // A device at its worst: pulled in every state of the program, dripping, flooding, restarting, or
-// with another sketch. Each time the window comes back, and is quiet while a box about it is open.
+// with another sketch. Each time the window recovers, and uses little processor time while a box is
+// open.
 #include "support/applicationdirectory.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
@@ -57,7 +58,7 @@ const QString unknownSketch = QStringLiteral("Unknown sketch");
 struct Scene
 {
     std::function<bool(Workplace &)> before;
-    int atRequest = 0; // it goes when this request comes, counted anew; 0 before the user acts
+    int atRequest = 0; // it is pulled at this request; 0 before the user acts
     std::function<bool(Workplace &)> act;
     QStringList boxes;
     int atBox = 1; // the first of them behind which it goes, where it goes behind one

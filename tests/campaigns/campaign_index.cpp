@@ -1,4 +1,4 @@
-// Generated indexes from a hostile server: they reach nothing outside the local repository.
+// Generated indexes from a hostile server: they change nothing outside the local repository.
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
@@ -50,7 +50,7 @@ QByteArray bytes(Campaign::Dice *dice)
     return result;
 }
 
-// The many ways out of a directory, and what else may stand before a name.
+// The many paths out of a directory, and other prefixes of a name.
 QByteArray prefix(Campaign::Dice *dice)
 {
     static const QList<QByteArray> prefixes = {
@@ -139,7 +139,7 @@ QByteArray describe(const QFileInfo &file)
         + QCryptographicHash::hash(content, QCryptographicHash::Md5).toHex();
 }
 
-// All beside the local repository, and whatever bears the marker elsewhere.
+// Everything outside the local repository, and files with the marker elsewhere.
 QList<QByteArray> neighbours()
 {
     QList<QByteArray> found;
@@ -180,7 +180,7 @@ QStringList servedNames(const RepositoryServer &server)
     return names;
 }
 
-// A name that begins with a dot makes a hidden file, which is no sketch of the catalogue.
+// A name that begins with a dot makes a hidden file, which the catalogue does not list.
 QStringList localSketches()
 {
     return QDir(ApplicationDirectory::sketchesPath(), QLatin1Char('*') + sketchTail, QDir::NoSort,
@@ -258,7 +258,7 @@ void campaign_Index::cleanup()
 
 void campaign_Index::refreshOneWindow(Campaign::Dice *dice, int count)
 {
-    // Files under names that are no sketch's stay, and would make each listing slower.
+    // Files that are not sketches stay, and would make each listing slower.
     QDir(ApplicationDirectory::sketchesPath()).removeRecursively();
     server->serve(indexAddress, {Answer::ok(QByteArray())});
     MainWindow window;

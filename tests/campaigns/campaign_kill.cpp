@@ -1,4 +1,4 @@
-// The real program killed at random moments: no part of a file under a sketch's name, ever.
+// The real program killed at random moments: a sketch's file is never partial.
 #include "campaign.h"
 #include "support/installedprogram.h"
 #include "support/numberedsketches.h"
@@ -15,7 +15,7 @@ constexpr int sketches = 100;
 
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);
 
-// What is left of the directory's files that are no sketches.
+// Files in the directory that are not sketches.
 int fragmentsIn(const InstalledProgram &installed)
 {
     const QStringList all =

@@ -1,6 +1,5 @@
 // A long life of the program: refreshes, updates, talks and lost devices, one round after the
-// other. What it holds of the machine at the end is set against what it held after the first
-// rounds.
+// other. What it uses at the end is compared with what it used after the first rounds.
 #include "support/applicationdirectory.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
@@ -28,6 +27,7 @@ constexpr int timerTime = 500; // ms
 constexpr int warmUpRounds = 10; // until caches and pools have their size
 constexpr int sketchSize = 20000; // bytes
 constexpr int measuredRefreshes = 200;
+constexpr int looks = 40; // at the memory on the way
 constexpr qint64 kibibyte = 1024;
 
 // A network manager stays with the window after its reply. Measured: 2.4 to 2.5 KiB of heap for a
@@ -55,7 +55,7 @@ bool isOnX()
     return QGuiApplication::platformName() == QLatin1String("xcb");
 }
 
-// The X server's count of what this program has, or -1 where there is no such count.
+// The X server's count of this program's resources, or -1 if it is not available.
 int xResources()
 {
     if (!isOnX())
@@ -106,7 +106,7 @@ private:
     QSet<QPair<QObject *, int>> timers;
 };
 
-// What the program holds, and how many requests it has made by then.
+// What the program uses, and how many requests it has made.
 struct Holding
 {
     qint64 resident = Footprint::residentBytes();
@@ -132,6 +132,13 @@ struct Holding
 void printRow(const char *name, qint64 first, qint64 last, qint64 bound)
 {
     qInfo("%-28s %12lld %12lld %+12lld %12lld", name, first, last, last - first, bound);
+}
+
+// benchmarks/record-life reads these lines.
+void printMemory(int rounds)
+{
+    qInfo("after %d rounds: %lld KiB resident, %lld KiB of heap", rounds,
+          Footprint::residentBytes() / kibibyte, Footprint::heapBytes() / kibibyte);
 }
 
 } // namespace
@@ -252,8 +259,13 @@ void campaign_Life::holdsWhatItHeldAtTheStart()
     QElapsedTimer timer;
     timer.start();
     const int firstRound = rounds;
-    for (; rounds < firstRound + measuredRounds() && !QTest::currentTestFailed(); ++rounds)
+    const int lookEvery = qMax(1, measuredRounds() / looks);
+    printMemory(0);
+    for (; rounds < firstRound + measuredRounds() && !QTest::currentTestFailed(); ++rounds) {
         live(rounds);
+        if ((rounds - firstRound + 1) % lookEvery == 0)
+            printMemory(rounds - firstRound + 1);
+    }
     letFadesEnd();
     const Holding last(*workplace->window);
     if (QTest::currentTestFailed())

@@ -1,4 +1,4 @@
-// Generated file names: each is read as the rule of sketches says, whatever it holds.
+// Generated file names: each is read according to the rule for sketches.
 #include "campaign.h"
 #include "sketch/sketch.h"
 #include "sketchrule.h"
@@ -31,7 +31,7 @@ QString anyCharacters(Campaign::Dice *dice)
     QString text;
     for (int left = 1 + dice->below(4); left > 0; --left) {
         const int code = dice->below(0x10000);
-        text.append(QChar(code)); // halves of surrogate pairs as well
+        text.append(QChar(code)); // including halves of surrogate pairs
     }
     return text;
 }

@@ -1,4 +1,4 @@
-// A faulty server and a system short of descriptors: nothing is lost that a refresh does not bring.
+// A faulty server and a system short of descriptors: a refresh brings everything that is missing.
 #include "campaign.h"
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
@@ -104,7 +104,7 @@ private:
     ProcessUsage usage; // of this process, without a window
 };
 
-// The server's ends of the connections are this process's as well.
+// This process also has the server's ends of the connections.
 void campaign_Server::initTestCase()
 {
     rlimit limit = {};
@@ -306,8 +306,8 @@ void campaign_Server::fewDescriptors()
     QVERIFY(left.threads < usedAtRest);
 }
 
-// The system's library ends a process that has no descriptor left for another thread. All threads
-// are made before the first reply is handled, so this is certain and leaves no sketch.
+// The system's library ends a process that has no descriptor left for another thread. On a busy
+// machine the last threads may take theirs only after the first sketches are stored.
 void campaign_Server::tooFewDescriptorsLoseNothing()
 {
     NumberedSketches::serve(server.get(), tooManyFiles);
@@ -315,7 +315,8 @@ void campaign_Server::tooFewDescriptorsLoseNothing()
     QVERIFY(installed.start(narrowLimit));
     QVERIFY(QTest::qWaitFor([&] { return !installed.isRunning(); }, patience));
     QVERIFY(installed.output().contains("Too many open files"));
-    QCOMPARE(installed.sketchCount(), 0);
+    QVERIFY(installed.sketchCount() < tooManyFiles);
+    QCOMPARE(NumberedSketches::damaged(installed.sketches()), QStringList());
 
     QVERIFY(installed.start());
     QVERIFY(QTest::qWaitFor([&] { return installed.hasSketches(tooManyFiles); }, patience));

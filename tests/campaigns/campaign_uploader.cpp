@@ -1,5 +1,5 @@
-// An uploader at its worst: it floods or closes its outputs, leaves children behind, ignores
-// signals, or is replaced while it runs. Each time the update ends and the window serves again.
+// A bad uploader: it floods or closes its outputs, leaves children behind, ignores signals, or is
+// replaced while it runs. Each time the update ends and the window works again.
 #include "support/applicationdirectory.h"
 #include "support/footprint.h"
 #include "support/messageboxdriver.h"
@@ -67,7 +67,7 @@ private slots:
     void itsFileMayChangeWhileItRuns();
 
 private:
-    // True when the update with this script showed these boxes and the window serves again.
+    // True when the update with this script showed these boxes and the window works again.
     bool update(const QByteArray &body, const QStringList &expectedBoxes);
 
     qint64 elapsed = 0; // ms, of the last update
@@ -184,7 +184,7 @@ void campaign_Uploader::aChildThatOutlivesItHoldsNothingUp()
     QVERIFY(Footprint::staysWithin(Footprint::peakBytes() - before, outputSize * mebibyte / 4));
 }
 
-// It writes as fast as it can, which fills the machine's memory unless it is thrown away.
+// It writes as fast as it can, which exhausts the memory unless it is discarded.
 void campaign_Uploader::anUploaderThatWillNotEndIsKilled()
 {
     const qint64 before = Footprint::residentBytes();

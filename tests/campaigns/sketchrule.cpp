@@ -14,7 +14,7 @@ char classOf(QChar character)
     if (character.isSpace())
         return ' ';
     if (character == QChar(0x2212))
-        return '-'; // the typographer's minus counts as a sign
+        return '-'; // the minus sign U+2212 also counts
     const char itself = character.toLatin1();
     return itself == '/' || itself == '.' || itself == '_' || itself == '+' || itself == '-'
         ? itself
@@ -41,7 +41,7 @@ QString baseOf(const QString &path)
     return captured(path, pattern.match(classesOf(path)), 1);
 }
 
-// 0 for what is no whole number or does not fit.
+// 0 if it is not a whole number or does not fit.
 int versionIn(const QString &text)
 {
     static const QRegularExpression pattern(QStringLiteral("^ *([+-]?)0+ *$"));

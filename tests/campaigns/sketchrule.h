@@ -3,8 +3,8 @@
 
 #include <QString>
 
-// The file-name rule of sketches once more, by regular expressions over the classes of characters,
-// to compare the program's own reading with.
+// A second version of the rule for sketches' file names, with regular expressions over classes of
+// characters, for comparison with the program's.
 struct SketchRule
 {
     // Of a path or a bare file name.

@@ -42,7 +42,7 @@ struct EndedFade
     QObject *effect = nullptr;
 };
 
-// Animations belong to nobody and delete themselves: only the event that does so passes by here.
+// Animations have no owner and delete themselves; only the event that does so can be seen.
 class FadeWatcher : public QObject
 {
     Q_OBJECT
@@ -257,7 +257,7 @@ void tst_Appearance::boxesStandAlone()
     QVERIFY(box.hasWindowIcon);
     QCOMPARE(icon, emblem.toImage());
     QCOMPARE(box.modality, Qt::ApplicationModal);
-    // Nothing of the box is left.
+    // The box has been destroyed.
     const QWidgetList topLevels = QApplication::topLevelWidgets();
     for (const QWidget *widget : topLevels)
         QVERIFY(qobject_cast<const QMessageBox *>(widget) == nullptr);

@@ -92,7 +92,7 @@ private:
     const int descriptor;
 };
 
-// The program in a language of its own.
+// The program in another language.
 class Translation : public QTranslator
 {
 public:
@@ -274,8 +274,8 @@ void tst_DeviceQuery::whatCameBeforeTheRequestIsNoAnswer()
     QCOMPARE(device.requests(), 1);
 }
 
-// A busy device speaks while the request to it still waits. On a busy machine the device may take
-// the request only when the program has ceased to wait, so there are several tries.
+// A busy device sends while the request to it is still waiting. On a busy machine the device may
+// read the request only after the program has stopped waiting, so there are several tries.
 void tst_DeviceQuery::whatComesBeforeTheRequestGoesOutIsNoAnswer()
 {
     ScriptedDevice device({"Version:Blink__3\r\n"});
@@ -352,7 +352,7 @@ void tst_DeviceQuery::aSilentDeviceIsAskedTenTimes()
     QCOMPARE(recommendation(window), QString());
 }
 
-// Each attempt waits a second for the request to go out, and a second for the reply all the same.
+// Each attempt waits a second for the request to be written, and then still a second for the reply.
 void tst_DeviceQuery::aDeviceThatTakesNoRequestIsUnknown()
 {
     ScriptedDevice device({"Version:Blink__3\r\n"});
@@ -520,7 +520,7 @@ void tst_DeviceQuery::portSettings()
     QCOMPARE(settings.c_iflag & (INPCK | IXON | IXOFF | IXANY), tcflag_t(0));
 }
 
-// The device leaves the program a second's wait in which to look.
+// The program waits a second for the device, which is the time to look.
 void tst_DeviceQuery::theSpeedIsSetBeforeTheFirstRequest()
 {
     ScriptedDevice device({QByteArray(), "Version:Blink__3\r\n"});
@@ -668,7 +668,7 @@ void tst_DeviceQuery::refreshDoesNotWarnByATranslatedLabel()
     QCOMPARE(boxes.texts(), QStringList());
 }
 
-// An assistive tool presses a hidden button as well.
+// An assistive tool can also press a hidden button.
 void tst_DeviceQuery::refreshDoesNothingWithoutASelectedDevice()
 {
     const PluggedDevice device;

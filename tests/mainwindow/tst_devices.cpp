@@ -362,7 +362,7 @@ void tst_Devices::selectingAsksTheDeviceAndClosesThePort()
     QCOMPARE(boxes.texts(), QStringList());
 }
 
-// The monitor shows, but the port that the selection closed is not read any more.
+// The monitor is shown, but the port that the selection closed is no longer read.
 void tst_Devices::selectingLeavesNoPortToServe()
 {
     TwoDevices devices;

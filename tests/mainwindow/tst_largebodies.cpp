@@ -1,4 +1,4 @@
-// Bodies larger than a byte array holds: a sketch is stored whole, an index is no index.
+// Bodies larger than a byte array: a sketch is stored completely, an index is refused.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/numberedsketches.h"
@@ -24,7 +24,7 @@ constexpr int longPatience = 2 * patience;
 constexpr qint64 mebibyte = 1048576;
 constexpr qint64 gibibyte = 1024 * mebibyte;
 
-// Above what 31 bits count, and no multiple of the block.
+// More than 31 bits can count, and not a multiple of the block.
 constexpr qint64 largeSize = 3 * gibibyte + 1;
 // The reply holds the body until it is stored, and a sanitizer some of what has been freed.
 constexpr qint64 neededMemory = largeSize + 2 * gibibyte;
@@ -34,7 +34,7 @@ qint64 freeMemory()
     return sysconf(_SC_AVPHYS_PAGES) * sysconf(_SC_PAGESIZE);
 }
 
-// Of a size that no buffer has, so that a part that is missing or doubled shifts all that follows.
+// Not the size of any buffer, so that a missing or repeated part shifts everything after it.
 QByteArray unevenBlock()
 {
     QByteArray block;

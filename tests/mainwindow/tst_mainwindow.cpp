@@ -58,7 +58,7 @@ static_assert(has<&Window::getSketchNameAndVersion, void (Window::*)()>);
 static_assert(has<&Window::getDeviceSketchVersion, QString (Window::*)()>);
 static_assert(has<&Window::CallAvrDude, bool (Window::*)()>);
 
-// The window's timer is no child of it, but its events pass through the application.
+// The window's timer is not its child, but the timer's events pass through the application.
 class TimerWatcher : public QObject
 {
     Q_OBJECT
@@ -165,7 +165,7 @@ void tst_MainWindow::repliesAreRegistered()
     const QMetaObject *meta = window.metaObject();
     const QList<int> types = {meta->method(meta->methodOffset() + 7).parameterType(0),
                               meta->method(meta->methodOffset() + 8).parameterType(0)};
-    // Which would register it, if it were asked before.
+    // Asking this earlier would register it.
     const int type = qMetaTypeId<QNetworkReply *>();
     QCOMPARE(types, QList<int>({type, type}));
 }
@@ -176,7 +176,7 @@ void tst_MainWindow::oneUnmatchedSlot()
     ApplicationDirectory::addSketch(QStringLiteral("Blink__2"));
     const MessageRecorder recorder;
     const MainWindow window;
-    // Qt 6 says it in a category of its own.
+    // Qt 6 logs this in another category.
     QStringList messages = recorder.messages();
     messages.replaceInStrings(QStringLiteral("qt.core.qmetaobject.connectslotsbyname"),
                               QStringLiteral("default"));

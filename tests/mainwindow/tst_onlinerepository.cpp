@@ -21,6 +21,9 @@
 #include <QProcess>
 #include <QProgressBar>
 #include <QSaveFile>
+#include <QScrollBar>
+#include <QSet>
+#include <QSignalSpy>
 #include <QTest>
 
 #include <sched.h>
@@ -71,7 +74,7 @@ QString describe(const QProgressBar &bar)
     return QStringLiteral("[%1 in %2..%3]").arg(bar.value()).arg(bar.minimum()).arg(bar.maximum());
 }
 
-// All that lies beside the local repository: paths, sizes and times.
+// Everything outside the local repository: paths, sizes and times.
 QStringList surroundings()
 {
     QStringList result;
@@ -184,8 +187,7 @@ struct NamedAnswer
     Answer answer;
 };
 
-// Of the answers of the 100s and 200s, and those of the 300s that lead nowhere, Qt reports none as
-// an error.
+// Qt reports no error for 1xx and 2xx responses, nor for 3xx responses that lead nowhere.
 QList<NamedAnswer> answersOfAnotherStatus(const QByteArray &body)
 {
     return {
@@ -238,7 +240,7 @@ QByteArray chunk(const QByteArray &content)
     return QByteArray::number(content.size(), 16) + "\r\n" + content + "\r\n";
 }
 
-// Qt takes most of the unreadable ones for whole, too.
+// Qt also accepts most unreadable ones.
 QList<NamedAnswer> chunkedAnswers(const QByteArray &body)
 {
     const QByteArray first = chunk(body.left(body.size() / 2));
@@ -291,6 +293,95 @@ QList<NamedAnswer> wrongAnswers(const QByteArray &body)
     return answersOfAnotherStatus(body) + codedAnswers(body) + chunkedAnswers(body) + pages(body);
 }
 
+const QStringList sketchFiles {QStringLiteral("*ino.with_bootloader.standard.hex")};
+
+QSet<QString> setOf(const QStringList &list)
+{
+    return QSet<QString>(list.cbegin(), list.cend());
+}
+
+QString addressOf(const QString &entry)
+{
+    return QString::fromLatin1(QUrl(repository + entry).toEncoded());
+}
+
+QString describe(const Sketch &sketch)
+{
+    return QStringLiteral("%1, version %2, %3")
+        .arg(sketch.name)
+        .arg(sketch.version)
+        .arg(sketch.fileInfo.filePath());
+}
+
+// Of each row the sketch that is found by its text.
+QStringList rowsOf(MainWindow &window)
+{
+    const auto *list = child<QListWidget>(window, "listWidget_programlist");
+    QStringList rows;
+    for (int row = 0; row < list->count(); ++row)
+        rows.append(describe(window.findSketchByName(list->item(row)->text())));
+    return rows;
+}
+
+// The rows of the directory as it is now, read by nobody but this.
+QStringList rowsOfDirectory()
+{
+    QList<Sketch> sketches;
+    const QDir directory(ApplicationDirectory::sketchesPath());
+    const QFileInfoList entries = directory.entryInfoList(sketchFiles);
+    for (const QFileInfo &entry : entries)
+        sketches.append(Sketch(entry));
+    QStringList rows;
+    for (const Sketch &sketch : std::as_const(sketches)) {
+        const auto isNamesake = [&](const Sketch &other) {
+            return other.name == sketch.name;
+        };
+        rows.append(describe(*std::find_if(sketches.cbegin(), sketches.cend(), isNamesake)));
+    }
+    return rows;
+}
+
+bool isPlain(const QListWidget &list)
+{
+    for (int row = 0; row < list.count(); ++row) {
+        if (list.item(row)->data(Qt::FontRole).isValid())
+            return false;
+    }
+    return list.currentRow() == -1 && list.selectedItems().isEmpty();
+}
+
+// What others may do to the local repository, or with the window, between two files.
+bool meddle(MainWindow &window, const QString &how)
+{
+    const QString path = ApplicationDirectory::sketchesPath();
+    const QString others = path + hex("Guest__1");
+    const QString ours = path + hex("Blink__1");
+    if (how == QLatin1String("a file is put"))
+        return QFile::copy(ours, others);
+    if (how == QLatin1String("our file is removed"))
+        return QFile::remove(ours);
+    if (how == QLatin1String("our file is renamed"))
+        return QFile::rename(ours, others);
+    if (how == QLatin1String("a file is moved in"))
+        return QFile::copy(ours, path + QStringLiteral("../guest"))
+            && QFile::rename(path + QStringLiteral("../guest"), others);
+    if (how == QLatin1String("a link lies in the way"))
+        return QFile::link(QStringLiteral("missing"), path + hex("Fade__1"));
+    if (how == QLatin1String("a directory is made"))
+        return QDir().mkdir(others);
+    if (how == QLatin1String("a file comes and goes"))
+        return QFile::copy(ours, others) && QFile::remove(others);
+    if (how == QLatin1String("the repository is replaced"))
+        return QDir().rename(path, path.chopped(1) + QStringLiteral(".old")) && QDir().mkdir(path);
+    if (how == QLatin1String("another directory is listed"))
+        window.updateCompiledSketckesList(ApplicationDirectory::path());
+    if (how == QLatin1String("the catalogue is read, but not shown")) {
+        QFile::copy(ours, others);
+        window.updateCompiledSketckesList(path);
+    }
+    return true;
+}
+
 bool runIp(const QString &arguments)
 {
     return QProcess::execute(QStringLiteral("ip"), arguments.split(QLatin1Char(' '))) == 0;
@@ -340,6 +431,15 @@ private slots:
     void moreRepliesThanEntries();
     void listedAgainIsFetchedAgain();
 
+    void eachFileGetsItsPlace_data();
+    void eachFileGetsItsPlace();
+    void othersAreSeenWithTheNextFile_data();
+    void othersAreSeenWithTheNextFile();
+    void unreadableRepositoryIsSeenWithTheNextFile();
+    void eachFileTakesTheChoiceAway();
+    void eachFileLeavesTheViewWhereItIs();
+    void aFileAloneNeedsNoRefill();
+
     void refreshReadsTheDiskAtOnce();
     void refreshIsRefusedOffline();
     void online_data();
@@ -380,6 +480,10 @@ private:
     {
         return window->areYouOnline() && click(*window, "pushButton_programlist_refresh");
     }
+    // The entries of the index are held back until they are let through one by one.
+    void startHolding(const QStringList &entries);
+    // True when the next reply has been handled.
+    bool letThrough(const QString &entry);
     // All replies have been handled.
     bool isSettled() const { return window->findChildren<QNetworkReply *>().isEmpty(); }
     QString label() const { return child<QLabel>(*window, "label_status")->text(); }
@@ -554,7 +658,7 @@ void tst_OnlineRepository::asksInTheOrderOfTheIndex()
     QCOMPARE(pending,
              (QStringList {repository + hex("Tone__3"), repository + hex("Alarm__9"),
                            repository + hex("Fade__2")}));
-    // All at once, each by a manager of its own.
+    // All at once, each by its own manager.
     QCOMPARE(window->findChildren<QNetworkAccessManager *>().size(), 4);
 }
 
@@ -749,7 +853,7 @@ void tst_OnlineRepository::followsARedirectAtHome()
     QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList {hex("Tone__4")});
 }
 
-// Takes half a minute: so long the program waits for the next byte, and no longer.
+// Takes half a minute, which is how long the program waits for the next byte.
 void tst_OnlineRepository::silentServer()
 {
     const QByteArray slow(35, 's');
@@ -970,6 +1074,191 @@ void tst_OnlineRepository::listedAgainIsFetchedAgain()
     QCOMPARE(programs(), both);
 }
 
+void tst_OnlineRepository::startHolding(const QStringList &entries)
+{
+    serveIndex(lines(entries));
+    for (const QString &entry : entries)
+        server->serve(addressOf(entry), {Answer::held("sketch")});
+    start();
+    QTRY_COMPARE_WITH_TIMEOUT(server->requests().size(), 1 + entries.size(), patience);
+    QTRY_COMPARE_WITH_TIMEOUT(window->findChildren<QNetworkReply *>().size(), entries.size(),
+                              patience);
+}
+
+bool tst_OnlineRepository::letThrough(const QString &entry)
+{
+    const auto left = window->findChildren<QNetworkReply *>().size() - 1;
+    server->release(addressOf(entry));
+    return QTest::qWaitFor([&] { return window->findChildren<QNetworkReply *>().size() <= left; },
+                           patience);
+}
+
+void tst_OnlineRepository::eachFileGetsItsPlace_data()
+{
+    QTest::addColumn<QStringList>("entries");
+
+    QTest::newRow("in rising order")
+        << QStringList {hex("a__1"), hex("b__1"), hex("c__1"), hex("d__1")};
+    QTest::newRow("in falling order")
+        << QStringList {hex("d__1"), hex("c__1"), hex("b__1"), hex("a__1")};
+    QTest::newRow("in both cases")
+        << QStringList {hex("m__1"), hex("B__1"),  hex("a__1"),  hex("C__1"),
+                        hex("Z__1"), hex("_x__1"), hex("[x__1"), hex("Ab__1")};
+    QTest::newRow("with digits") << QStringList {hex("s2__1"), hex("s10__1"), hex("s1__1"),
+                                                 hex("s__1"),  hex("S9__1"),  hex("9__1")};
+    QTest::newRow("in other scripts") << QStringList {hex("Zebra__1"),
+                                                      hex("\xC3\x9C"
+                                                          "bung__1"),
+                                                      hex("\xC3\xA4ther__1"),
+                                                      hex("\xC3\x84rger__1"),
+                                                      hex("Apfel__1"),
+                                                      hex("\xE7\x81\xAF__1"),
+                                                      hex("\xC3\xBC"
+                                                          "berall__1"),
+                                                      hex("stra\xC3\x9F"
+                                                          "e__1")};
+    QTest::newRow("versions of one sketch")
+        << QStringList {hex("Blink__2"), hex("Blink__10"), hex("Blink__9"), hex("Blink__1")};
+    QTest::newRow("that differ by case alone") << QStringList {
+        hex("Blink__1"), hex("Tone__1"), hex("blink__1"), hex("BLINK__1"), hex("Alarm__1")};
+    QTest::newRow("without a version")
+        << QStringList {hex("Tone__1"), hex("My__own__1"), hex("Apart"), hex("zzz____1")};
+    QTest::newRow("that are no sketches, or hidden") << QStringList {
+        hex("Tone__1"),  QStringLiteral("README.md"), hex("Fade__1"), hex(".Fade__1"),
+        hex("Alarm__1"), QStringLiteral("notes"),     hex("Blink__1")};
+    QTest::newRow("with a tail in capitals")
+        << QStringList {hex("Tone__1"), hex("Blink__1").toUpper(), hex("Fade__1")};
+    QTest::newRow("one without a name")
+        << QStringList {hex("Tone__1"), QString(), hex("Fade__1"), hex("Blink__1")};
+    QTest::newRow("one of them twice")
+        << QStringList {hex("Tone__1"), hex("Fade__1"), hex("Fade__1"), hex("Blink__1")};
+}
+
+// As if all had been read and filled in anew after each of them.
+void tst_OnlineRepository::eachFileGetsItsPlace()
+{
+    QFETCH(QStringList, entries);
+    startHolding(entries);
+    entries.removeDuplicates();
+    for (const QString &entry : std::as_const(entries)) {
+        QVERIFY(letThrough(entry));
+        QCOMPARE(rowsOf(*window), rowsOfDirectory());
+        QVERIFY(isPlain(*child<QListWidget>(*window, "listWidget_programlist")));
+    }
+
+    // What is listed is not asked for again.
+    window->downloadFilesFromOnlineRepository();
+    const QDir directory(ApplicationDirectory::sketchesPath());
+    const QSet<QString> asked = setOf(entries) - setOf(directory.entryList(sketchFiles));
+    QCOMPARE(window->findChildren<QNetworkReply *>().size(), asked.size());
+}
+
+void tst_OnlineRepository::othersAreSeenWithTheNextFile_data()
+{
+    QTest::addColumn<QString>("how");
+
+    for (const char *how : {"a file is put", "our file is removed", "our file is renamed",
+                            "a file is moved in", "a directory is made", "a link lies in the way",
+                            "a file comes and goes", "the repository is replaced",
+                            "another directory is listed", "the catalogue is read, but not shown"})
+        QTest::newRow(how) << QString::fromLatin1(how);
+}
+
+void tst_OnlineRepository::othersAreSeenWithTheNextFile()
+{
+    QFETCH(QString, how);
+    startHolding({hex("Tone__1"), hex("Blink__1"), hex("Fade__1"), hex("Alarm__1")});
+    QVERIFY(letThrough(hex("Tone__1")));
+    QVERIFY(letThrough(hex("Blink__1")));
+
+    QVERIFY(meddle(*window, how));
+    QVERIFY(letThrough(hex("Fade__1")));
+    QCOMPARE(rowsOf(*window), rowsOfDirectory());
+    QVERIFY(letThrough(hex("Alarm__1")));
+    QCOMPARE(rowsOf(*window), rowsOfDirectory());
+    QDir(ApplicationDirectory::path() + QStringLiteral("compiled_sketches.old"))
+        .removeRecursively();
+}
+
+void tst_OnlineRepository::unreadableRepositoryIsSeenWithTheNextFile()
+{
+    const QByteArray directory = QFile::encodeName(ApplicationDirectory::sketchesPath());
+    startHolding({hex("Tone__1"), hex("Blink__1"), hex("Fade__1")});
+    QVERIFY(letThrough(hex("Tone__1")));
+    QVERIFY(letThrough(hex("Blink__1")));
+    QCOMPARE(programs().size(), 2);
+    QCOMPARE(chmod(directory.constData(), 0300), 0);
+
+    const WithoutFilePrivileges asUser;
+    QVERIFY(letThrough(hex("Fade__1")));
+    QCOMPARE(programs(), QStringList());
+    QVERIFY(QFile::exists(ApplicationDirectory::sketchesPath() + hex("Fade__1")));
+}
+
+void tst_OnlineRepository::eachFileTakesTheChoiceAway()
+{
+    startHolding(
+        {hex("Tone__1"), hex("Blink__1"), hex("Fade__1"), hex("Alarm__1"), hex("Zebra__1")});
+    auto *list = child<QListWidget>(*window, "listWidget_programlist");
+    QVERIFY(letThrough(hex("Tone__1")));
+    QVERIFY(letThrough(hex("Blink__1")));
+    QVERIFY(selectRow(*window, "listWidget_programlist", 0));
+    QVERIFY(letThrough(hex("Fade__1")));
+    QVERIFY(isPlain(*list));
+    QCOMPARE(rowsOf(*window), rowsOfDirectory());
+
+    // Chosen without being current.
+    list->item(1)->setSelected(true);
+    QCOMPARE(list->currentRow(), -1);
+    QVERIFY(letThrough(hex("Alarm__1")));
+    QVERIFY(isPlain(*list));
+
+    // Current without being chosen.
+    list->setCurrentRow(2, QItemSelectionModel::NoUpdate);
+    QVERIFY(list->selectedItems().isEmpty());
+    QVERIFY(letThrough(hex("Zebra__1")));
+    QVERIFY(isPlain(*list));
+}
+
+void tst_OnlineRepository::eachFileLeavesTheViewWhereItIs()
+{
+    for (int number = 100; number < 150; ++number)
+        ApplicationDirectory::addSketch(QStringLiteral("Sketch%1__1").arg(number));
+    const QStringList present = ApplicationDirectory::repositoryFiles();
+    startHolding({hex("Tone__1"), hex("Alarm__1"), hex("Blink__1")});
+    QCOMPARE(ApplicationDirectory::repositoryFiles(), QStringList());
+    for (const QString &fileName : present)
+        ApplicationDirectory::addFile(fileName);
+    QVERIFY(letThrough(hex("Tone__1")));
+
+    QScrollBar *bar = child<QListWidget>(*window, "listWidget_programlist")->verticalScrollBar();
+    const auto positionAfter = [&](const QString &entry) {
+        const bool done = QTest::qWaitFor([&] { return bar->maximum() > 0; }, patience);
+        bar->setValue(bar->maximum() / 2);
+        const int before = bar->value();
+        return done && letThrough(entry) ? bar->value() - before : -1;
+    };
+    // One by one, and with a change that makes the list be filled anew.
+    QCOMPARE(positionAfter(hex("Alarm__1")), 0);
+    QVERIFY(QFile::remove(ApplicationDirectory::sketchesPath() + present.constFirst()));
+    QCOMPARE(positionAfter(hex("Blink__1")), 0);
+}
+
+// Else the time for many files grows with the square of their number.
+void tst_OnlineRepository::aFileAloneNeedsNoRefill()
+{
+    QStringList entries;
+    for (int number = 0; number < 20; ++number)
+        entries.append(hex(("Sketch" + QByteArray::number(number) + "__1").constData()));
+    startHolding(entries);
+    const auto *list = child<QListWidget>(*window, "listWidget_programlist");
+    const QSignalSpy refills(list->model(), SIGNAL(modelReset()));
+    for (const QString &entry : std::as_const(entries))
+        QVERIFY(letThrough(entry));
+    QCOMPARE(list->count(), 20);
+    QCOMPARE(refills.count(), 1);
+}
+
 void tst_OnlineRepository::refreshReadsTheDiskAtOnce()
 {
     server->serve(indexAddress, {Answer::ok("absent"), Answer::silence()});
@@ -1118,7 +1407,7 @@ void tst_OnlineRepository::fileThatCannotBeReplaced()
     const SmallDisk disk;
     if (!disk.isMounted())
         QSKIP("only root can mount a small disk");
-    // No sketch's name, so it is asked for though it is there.
+    // Not a sketch's name, so it is requested although it exists.
     const QString notes = ApplicationDirectory::addFile(QStringLiteral("notes"), "kept");
     ApplicationDirectory::addSketch(QStringLiteral("Blink__1"));
     serveIndex(lines({QStringLiteral("notes"), hex("Blink__1")}));
@@ -1336,12 +1625,12 @@ void tst_OnlineRepository::directoryIsNotPruned()
 
     start();
     QTRY_COMPARE_WITH_TIMEOUT(shown(), upToDate, patience);
-    // Nor are files that are no sketches.
+    // Nor are files that are not sketches.
     QCOMPARE(ApplicationDirectory::repositoryFiles(),
              (QStringList {hex("Folder__1"), QStringLiteral("notes.txt")}));
 }
 
-// What it leads to is not the repository's to remove.
+// The repository must not remove the target of a link.
 void tst_OnlineRepository::staleLinkGoesAlone()
 {
     const QString target = ApplicationDirectory::addFile(QStringLiteral("of the user"), "kept");
@@ -1393,7 +1682,7 @@ void tst_OnlineRepository::halfAFileIsNoFile()
 
 void tst_OnlineRepository::failedDownloadKeepsTheOldContent()
 {
-    // No sketch's name, so each refresh asks for it anew.
+    // Not a sketch's name, so each refresh requests it again.
     const QString notes = ApplicationDirectory::addFile(QStringLiteral("notes.txt"), "old");
     serveIndex("notes.txt");
     server->serve(repository + QStringLiteral("notes.txt"),

@@ -160,7 +160,7 @@ private:
 };
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-// Another character set of the system for as long as it lives.
+// Another character set of the system, during its lifetime.
 class LocalCharacterSet
 {
 public:
@@ -306,7 +306,7 @@ void tst_PeriodicPoll::eachTickMakesAParagraph()
 
     device.send("abc\r\n");
     QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("abc"), patience);
-    device.send("\r\n"); // nothing is left of it, so it makes no paragraph
+    device.send("\r\n"); // becomes an empty text, which makes no paragraph
     QVERIFY(reachesTheProgram(device));
     QVERIFY(waitForTicks());
     device.send("def");
@@ -547,7 +547,7 @@ void tst_PeriodicPoll::aLostDevicesMonitorIsHiddenBeforeTheListIsNew()
     QCOMPARE(list->count(), 0);
 }
 
-// It goes with the report that it could not be written, not before.
+// It is discarded when the failed write is reported, not before.
 void tst_PeriodicPoll::textToSendOutlivesTheReportOfTheLoss()
 {
     PluggedDevice device;

@@ -52,7 +52,7 @@ QByteArray script(const QByteArray &body)
     return "#!/bin/sh\nhere=$(dirname \"$0\")\n" + body + "\n";
 }
 
-// Leaves a file behind as soon as it runs.
+// Creates a file as soon as it runs.
 const QByteArray markingScript = script("echo ran > \"$here/ran\"");
 
 QString leftByUploader(const QString &fileName)
@@ -198,7 +198,7 @@ public:
         window->show();
     }
 
-    // The index's reply hides the progress bar as well, so it has to be over.
+    // The index's reply also hides the progress bar, so it must have been handled.
     bool isSettled() const
     {
         auto *status = child<QLabel>(*window, "label_status");
@@ -586,7 +586,7 @@ void tst_Upload::theFirstMissingIsReported_data()
     QTest::newRow("sketch alone") << QStringList {sketch} << QStringList {noSketch};
 }
 
-// The port is missing as well, which is found out last.
+// The port is also missing, which is checked last.
 void tst_Upload::theFirstMissingIsReported()
 {
     QFETCH(const QStringList, missing);
@@ -658,7 +658,7 @@ void tst_Upload::missingPortListsOtherDevices()
     QCOMPARE(setting.devices()->item(0)->text(), otherPortName);
 }
 
-// What the row is named after is there and opens, but the last scan did not find it.
+// The port in the row exists and opens, but the last scan did not find it.
 void tst_Upload::portIsLookedUpInTheList()
 {
     Setting setting;
@@ -856,7 +856,7 @@ void tst_Upload::outputDoesNotBlockUploader()
 
 void tst_Upload::uploaderMayCloseItsOutputs()
 {
-    // It runs on, so that a program that takes the closed outputs for its end is found out.
+    // It keeps running, which exposes a program that mistakes the closed outputs for its end.
     ApplicationDirectory::installUploader(
         script("exec <&- >&- 2>&-\nsleep 0.3\necho ran > \"$here/ran\""));
     Setting setting;
@@ -1000,7 +1000,7 @@ void tst_Upload::updateFromOldToNew()
     QCOMPARE(disabledWidgets(*setting.window), disabledBefore);
     QVERIFY(!setting.progressBar()->isHidden());
     QCOMPARE(setting.label("label_status"), untouched);
-    // Nobody needs the port while the monitor is hidden.
+    // The port is not needed while the monitor is hidden.
     QTRY_VERIFY_WITH_TIMEOUT(!setting.portIsOpen(), patience);
     QCOMPARE(setting.device.requests(), 3);
 }

@@ -10,6 +10,7 @@
 #include "support/pollwatch.h"
 #include "support/windowdriver.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QCheckBox>
 #include <QElapsedTimer>
 #include <QFontMetrics>
@@ -29,13 +30,15 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextFrame>
+#include <QTextLayout>
 
 namespace {
 
 constexpr double endOfQtsPage = 8388607; // px
 constexpr double endOfQtsScrollBar = 21474836; // px
-constexpr double mostHeight = 10000000; // px
+constexpr double mostHeight = 8000000; // px
 constexpr int mostCharacters = 15000000;
+constexpr int mostAtOnce = 200000; // characters
 // Taken for HTML, nested tables hold the window for four times that.
 constexpr int moment = 5000; // ms
 
@@ -127,6 +130,36 @@ QString paragraphOf(int lines)
 {
     const QString first = QStringLiteral("x");
     return first + (QChar(QChar::LineSeparator) + first).repeated(lines - 1);
+}
+
+bool isLaidOutThroughout(const QTextDocument &document)
+{
+    for (QTextBlock block = document.firstBlock(); block.isValid(); block = block.next()) {
+        if (block.layout()->lineCount() == 0)
+            return false;
+    }
+    return true;
+}
+
+// So that a narrow one cannot hold it. What it was given, without the ends of its paragraphs.
+QString fillWideView(SerialMonitor &monitor)
+{
+    monitor.resize(1000, monitor.height());
+    useLinesOf(100, monitor);
+    QString received;
+    while (view(monitor)->document()->size().height() < 4500000) {
+        const QString more(10000, QLatin1Char('x'));
+        received += more;
+        monitor.appendToSerialMonitor(more);
+    }
+    return received;
+}
+
+// Of one letter again and again, and with the lines that Qt leaves out.
+double heightOfLines(const QString &text, const QTextDocument &document)
+{
+    const QTextLine line = document.firstBlock().layout()->lineAt(0);
+    return double(text.size()) / line.textLength() * line.height();
 }
 
 // Of the first character that the view shows, counted from the end of the text.
@@ -318,9 +351,13 @@ private slots:
     void automaticScroll_data();
     void automaticScroll();
     void automaticScrollGoesToTheEndBeforeTheTextComes();
-    void aTallTextIsLaidOutAnew();
+    void aTextNarrowedForAMomentStays();
     void theOldestTextGoesWhenTheViewIsFull_data();
     void theOldestTextGoesWhenTheViewIsFull();
+    void theOldestTextGoesHoweverMuchComesAtOnce_data();
+    void theOldestTextGoesHoweverMuchComesAtOnce();
+    void aParagraphThatAloneIsTooTallStaysForNow();
+    void aParagraphOfMoreThanATickIsCut();
     void theOldestTextGoesWhenTheViewIsNarrowed();
     void theOldestTextGoesWhenThereIsTooMuch();
     void theOldestParagraphGoesHoweverFewThereAre();
@@ -747,19 +784,22 @@ void tst_SerialMonitor::automaticScrollGoesToTheEndBeforeTheTextComes()
     QCOMPARE(moves, QList<QVariantList>({{oldMaximum}, {bar->maximum()}}));
 }
 
-void tst_SerialMonitor::aTallTextIsLaidOutAnew()
+// Without new text nothing goes, also while the view cannot hold it all.
+void tst_SerialMonitor::aTextNarrowedForAMomentStays()
 {
     SerialMonitor monitor(nullptr);
     monitor.show();
-    useTallLines(monitor);
-    for (int time = 0; time < 16; ++time)
-        monitor.appendToSerialMonitor(letters(500));
+    const QString received = fillWideView(monitor);
     const double height = view(monitor)->document()->size().height();
-    QVERIFY(height > endOfQtsPage);
+    const QSize size = monitor.size();
 
-    monitor.resize(monitor.width() + 100, monitor.height());
+    monitor.resize(monitor.minimumSizeHint());
+    QVERIFY(view(monitor)->document()->size().height() > endOfQtsPage);
+    monitor.resize(size);
 
     QCOMPARE(view(monitor)->document()->size().height(), height);
+    QVERIFY(isLaidOutThroughout(*view(monitor)->document()));
+    QVERIFY(view(monitor)->toPlainText().remove(QLatin1Char('\n')) == received);
     QTRY_COMPARE_WITH_TIMEOUT(view(monitor)->verticalScrollBar()->maximum(),
                               int(height) - view(monitor)->viewport()->height(), patience);
 }
@@ -782,7 +822,7 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull()
 
     QString received = letters(500);
     monitor.appendToSerialMonitor(received);
-    while (bar->maximum() < 9000000) {
+    while (bar->maximum() < mostHeight * 9 / 10) {
         QCOMPARE(view(monitor)->toPlainText(), received);
         const QString more = letters(500);
         received += QLatin1Char('\n') + more;
@@ -806,22 +846,80 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsFull()
         QCOMPARE(placeOfTopLine(monitor), place);
 }
 
+void tst_SerialMonitor::theOldestTextGoesHoweverMuchComesAtOnce_data()
+{
+    QTest::addColumn<double>("portionOfLines"); // of what fits
+    QTest::addColumn<int>("tallParagraphs");
+
+    QTest::newRow("in lines") << 3.0 << 0;
+    QTest::newRow("in lines, then in tall paragraphs") << 0.2 << 5;
+}
+
+void tst_SerialMonitor::theOldestTextGoesHoweverMuchComesAtOnce()
+{
+    QFETCH(double, portionOfLines);
+    QFETCH(int, tallParagraphs);
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    useTallLines(monitor);
+    const double fitting = mostHeight / lineHeightOf(monitor);
+    QString received = letters(int(fitting * portionOfLines));
+    for (int number = 0; number < tallParagraphs; ++number)
+        received += QLatin1Char('\n') + paragraphOf(int(fitting / 5));
+
+    monitor.appendToSerialMonitor(received);
+
+    const double height = view(monitor)->document()->size().height();
+    QVERIFY(height <= mostHeight);
+    QVERIFY(height > mostHeight / 2);
+    QVERIFY(isLaidOutThroughout(*view(monitor)->document()));
+    received.replace(QChar(QChar::LineSeparator), QLatin1Char('\n'));
+    QVERIFY(received.endsWith(QLatin1Char('\n') + view(monitor)->toPlainText()));
+    const QScrollBar *bar = view(monitor)->verticalScrollBar();
+    QCOMPARE(bar->maximum(), int(height) - view(monitor)->viewport()->height());
+    QCOMPARE(bar->value(), bar->maximum());
+}
+
+// It is all there is. It is not so tall that Qt would not end.
+void tst_SerialMonitor::aParagraphThatAloneIsTooTallStaysForNow()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    useTallLines(monitor);
+    const QTextDocument *document = view(monitor)->document();
+
+    monitor.appendToSerialMonitor(paragraphOf(int(mostHeight * 1.02 / lineHeightOf(monitor))));
+
+    QVERIFY(document->size().height() > mostHeight);
+    QVERIFY(document->size().height() < endOfQtsPage);
+    monitor.appendToSerialMonitor(QStringLiteral("end"));
+    QCOMPARE(view(monitor)->toPlainText(), QStringLiteral("end"));
+}
+
+void tst_SerialMonitor::aParagraphOfMoreThanATickIsCut()
+{
+    SerialMonitor monitor(nullptr);
+    monitor.show();
+    const int fitting = int(mostHeight / lineHeightOf(monitor));
+
+    monitor.appendToSerialMonitor(paragraphOf(3 * fitting) + QStringLiteral("end"));
+
+    const QTextDocument *document = view(monitor)->document();
+    QCOMPARE(document->blockCount(), 1);
+    QVERIFY(document->size().height() <= mostHeight);
+    QCOMPARE(document->characterCount(), mostAtOnce + 1);
+    QVERIFY(view(monitor)->toPlainText().endsWith(QStringLiteral("x\nxend")));
+}
+
 // Narrowed, the text grows beyond what has a scroll bar.
 void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
 {
     SerialMonitor monitor(nullptr);
     monitor.show();
-    monitor.resize(1000, monitor.height());
-    useLinesOf(100, monitor);
-    QString received;
-    while (view(monitor)->document()->size().height() < 4500000) {
-        const QString more(10000, QLatin1Char('x'));
-        received += more;
-        monitor.appendToSerialMonitor(more);
-    }
+    const QString received = fillWideView(monitor);
 
     monitor.resize(monitor.minimumSizeHint());
-    QVERIFY(view(monitor)->document()->size().height() > endOfQtsScrollBar);
+    QVERIFY(heightOfLines(received, *view(monitor)->document()) > endOfQtsScrollBar);
     monitor.appendToSerialMonitor(QStringLiteral("end"));
 
     const double height = view(monitor)->document()->size().height();
@@ -831,6 +929,7 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
     QTRY_COMPARE_WITH_TIMEOUT(bar->maximum(), int(height) - view(monitor)->viewport()->height(),
                               patience);
     QVERIFY(view(monitor)->toPlainText().endsWith(QStringLiteral("x\nend")));
+    QVERIFY(isLaidOutThroughout(*view(monitor)->document()));
 }
 
 // However wide the view is: it may be made narrow.
@@ -864,10 +963,12 @@ void tst_SerialMonitor::theOldestParagraphGoesHoweverFewThereAre()
     for (int time = 0; time < 3; ++time)
         monitor.appendToSerialMonitor(paragraphOf(fitting / 3));
     QCOMPARE(document->blockCount(), 3);
+    const QSignalSpy layouts(document->documentLayout(), &QAbstractTextDocumentLayout::update);
 
     monitor.appendToSerialMonitor(paragraphOf(fitting / 100));
 
     QCOMPARE(document->blockCount(), 3);
+    QCOMPARE(layouts.count(), 2); // what comes and what goes, but not once more what stays
     QVERIFY(document->size().height() < mostHeight);
 }
 
