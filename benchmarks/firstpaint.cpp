@@ -1,22 +1,16 @@
-// Linked to a program, ends it when its first window has been painted, and says when that was (ns
+// Linked to a program, ends it when its first window has been painted, and says when that was (ms
 // of the monotonic clock) and how much memory was resident and its own (kB).
+#include "clocks.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QFile>
 #include <QRegularExpression>
 
 #include <cstdio>
-#include <ctime>
 #include <unistd.h>
 
 namespace {
-
-long long now()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 1000000000LL + time.tv_nsec;
-}
 
 int kilobytes(const QString &file, const QString &key)
 {
@@ -30,8 +24,8 @@ int kilobytes(const QString &file, const QString &key)
 
 [[noreturn]] void report()
 {
-    const long long painted = now();
-    std::printf("painted %lld\nresident %d\nprivate %d\n", painted,
+    const double painted = monotonicTime();
+    std::printf("painted %f\nresident %d\nprivate %d\n", painted,
                 kilobytes(QStringLiteral("/proc/self/status"), QStringLiteral("VmRSS")),
                 kilobytes(QStringLiteral("/proc/self/smaps_rollup"), QStringLiteral("Pss_Anon")));
     std::fflush(stdout);

@@ -1,40 +1,33 @@
 // The local list: list DIRECTORY ROUNDS [bare|ours]. Reads and shows the directory's sketches, and
-// reads the same directory with QDir alone, in turns, or only the one; both give up what they read
-// before. Prints the microseconds of processor time of each.
+// reads the same directory with QDir alone, or does only one of both; each comes first every other
+// time, and gives up what it read before. Prints the milliseconds of processor time of each.
+#include "clocks.h"
 #include "mainwindow/mainwindow.h"
 
 #include <QApplication>
 #include <QDir>
 
 #include <cstdio>
-#include <ctime>
 #include <unistd.h>
 
 namespace {
 
-double processorTime()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return double(time.tv_sec) * 1e6 + double(time.tv_nsec) / 1e3;
-}
-
 void listBare(const QString &directory, QFileInfoList *entries)
 {
-    const double start = processorTime();
+    const double start = threadTime();
     QDir dir(directory);
     dir.setNameFilters({QStringLiteral("*ino.with_bootloader.standard.hex")});
     *entries = dir.entryInfoList();
-    std::printf("bare %f\n", processorTime() - start);
+    std::printf("bare %f\n", threadTime() - start);
 }
 
 void listAndShow(const QString &directory, MainWindow *window)
 {
-    const double start = processorTime();
+    const double start = threadTime();
     window->updateCompiledSketckesList(directory);
-    const double read = processorTime();
+    const double read = threadTime();
     window->updateProgramlist();
-    std::printf("reading %f\nours %f\n", read - start, processorTime() - start);
+    std::printf("reading %f\nours %f\n", read - start, threadTime() - start);
 }
 
 } // namespace
@@ -49,10 +42,12 @@ int main(int argc, char *argv[])
     window.show();
     QFileInfoList entries;
     for (int round = 0; round < arguments.at(2).toInt(); ++round) {
-        if (only != QLatin1String("ours"))
-            listBare(directory, &entries);
-        if (only != QLatin1String("bare"))
-            listAndShow(directory, &window);
+        for (const bool bare : {round % 2 == 0, round % 2 != 0}) {
+            if (bare && only != QLatin1String("ours"))
+                listBare(directory, &entries);
+            if (!bare && only != QLatin1String("bare"))
+                listAndShow(directory, &window);
+        }
         QCoreApplication::processEvents();
     }
     std::fflush(stdout);

@@ -1,7 +1,10 @@
-// The serial monitor under full load: monitor shown|read SECONDS lines|linefeeds|stream. A device
-// on a pseudo terminal sends 11520 bytes a second. "shown" has the program show them, "read" only
-// reads them, ten times a second like the program. Prints the processor time (ms), the bytes, and
-// how long the event loop was held up (ms).
+// The serial monitor: monitor shown|read|full SECONDS lines|linefeeds|stream. A device on a pseudo
+// terminal sends 11520 bytes a second. "shown" has the program show them, "read" only reads them,
+// ten times a second like the program; both print the processor time (ms) and the bytes of the
+// text. "full" fills the view as fast as it takes text until it drops its oldest part, then nearly
+// again, and watches the event loop while it drops a part at the device's own speed: how long it is
+// held up (ms), how many characters the view holds and how many of them it drops.
+#include "clocks.h"
 #include "mainwindow/mainwindow.h"
 #include "serialmonitor/serialmonitor.h"
 #include "support/responsiveness.h"
@@ -9,12 +12,13 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QTextBrowser>
+#include <QTextDocument>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <thread>
 #include <unistd.h>
@@ -23,13 +27,9 @@ namespace {
 
 constexpr int bytesPerSecond = 11520;
 constexpr int interval = 100; // ms
-
-double processorTime()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
-}
+constexpr int haste = 25; // times the device's own speed
+constexpr double nearlyFull = 0.95;
+constexpr std::chrono::seconds forgotten(1);
 
 // A text of the length of a tick: 12 lines of 96 bytes, or as many bytes without an end.
 QByteArray tickOfText(const QString &kind)
@@ -44,7 +44,8 @@ QByteArray tickOfText(const QString &kind)
     return line.repeated(bytesPerSecond / 10 / length);
 }
 
-// In packets of 62 bytes, as an adapter hands them over; late packets are made up for.
+// In packets of 62 bytes, as an adapter hands them over. Late packets are made up for, unless the
+// reader has not kept up for long.
 class Device
 {
 public:
@@ -70,10 +71,12 @@ public:
     void talk(const QByteArray &text)
     {
         std::thread([this, text] {
-            const auto start = std::chrono::steady_clock::now();
+            auto due = std::chrono::steady_clock::now();
             for (qint64 sent = 0;; sent += packet) {
-                std::this_thread::sleep_until(
-                    start + std::chrono::microseconds(sent * 1000000 / bytesPerSecond));
+                due = std::max(due, std::chrono::steady_clock::now() - forgotten);
+                due += std::chrono::nanoseconds(packet * 1000000000LL
+                                                / (bytesPerSecond * qint64(speed)));
+                std::this_thread::sleep_until(due);
                 QByteArray bytes = text.mid(int(sent % text.size()), packet);
                 bytes += text.left(packet - bytes.size());
                 send(bytes);
@@ -81,19 +84,20 @@ public:
         }).detach();
     }
 
-    qint64 sent() const { return count; }
+    // How many times faster than a serial line.
+    void setSpeed(int times) { speed = times; }
 
 private:
     static constexpr int packet = 62;
 
-    void send(const QByteArray &bytes)
+    void send(const QByteArray &bytes) const
     {
-        if (write(master, bytes.constData(), size_t(bytes.size())) == bytes.size())
-            count += bytes.size();
+        if (write(master, bytes.constData(), size_t(bytes.size())) != bytes.size())
+            qFatal("the terminal is gone");
     }
 
     int master;
-    std::atomic<qint64> count = {0};
+    std::atomic<int> speed = {1};
 };
 
 // What the program does with the bytes, but for showing them.
@@ -118,44 +122,64 @@ private:
     qint64 count = 0;
 };
 
-struct Load
+template <typename Condition>
+void runUntil(const Condition &condition)
 {
-    double processorTime = 0;
-    Responsiveness responsiveness;
-};
+    while (!condition())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
 
-void run(Load *load, int seconds)
+// The processor time that the seconds took (ms).
+double load(int seconds)
 {
-    const double start = processorTime();
-    load->responsiveness.start();
     QElapsedTimer time;
     time.start();
-    while (time.elapsed() < seconds * 1000LL)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    load->processorTime = processorTime() - start;
+    const double start = threadTime();
+    runUntil([&] { return time.elapsed() >= seconds * 1000LL; });
+    return threadTime() - start;
 }
 
-void report(const Load &load, qint64 bytes)
+// The program's monitor, open on a device.
+class OpenMonitor
 {
-    std::printf("processor %f\nbytes %lld\ngap %f\nwork %f\n", load.processorTime,
-                static_cast<long long>(bytes), load.responsiveness.longestGap(),
-                load.responsiveness.longestWork());
-}
+public:
+    explicit OpenMonitor(Device *device)
+    {
+        window.show();
+        device->answerOnce();
+        if (!window.OpenSerialPort(device->name()))
+            qFatal("the port does not open");
+        auto *monitor = window.findChild<SerialMonitor *>();
+        monitor->show();
+        document = monitor->findChild<QTextBrowser *>()->document();
+    }
+
+    int characters() const { return document->characterCount(); }
+
+    // Runs until the view has dropped a part, and tells how many characters.
+    int runUntilCut() const
+    {
+        int before = 0;
+        int now = 0;
+        runUntil([&] {
+            before = now;
+            now = characters();
+            return now < before;
+        });
+        return before - now;
+    }
+
+private:
+    MainWindow window;
+    QTextDocument *document = nullptr;
+};
 
 void showText(Device *device, const QByteArray &text, int seconds)
 {
-    MainWindow window;
-    window.show();
-    auto *monitor = window.findChild<SerialMonitor *>();
-    device->answerOnce();
-    if (!window.OpenSerialPort(device->name()))
-        qFatal("the port does not open");
-    monitor->show();
-
+    const OpenMonitor monitor(device);
     device->talk(text);
-    Load load;
-    run(&load, seconds);
-    report(load, monitor->findChild<QTextBrowser *>()->document()->characterCount());
+    const double spent = load(seconds);
+    std::printf("processor %f\nbytes %d\n", spent, monitor.characters());
 }
 
 void readText(Device *device, const QByteArray &text, int seconds)
@@ -164,9 +188,28 @@ void readText(Device *device, const QByteArray &text, int seconds)
     window.show();
     const Reader reader(device->name());
     device->talk(text);
-    Load load;
-    run(&load, seconds);
-    report(load, reader.received());
+    const double spent = load(seconds);
+    std::printf("processor %f\nbytes %lld\n", spent, static_cast<long long>(reader.received()));
+}
+
+void fillView(Device *device, const QByteArray &text)
+{
+    const OpenMonitor monitor(device);
+    device->setSpeed(haste);
+    device->talk(text);
+    const int part = monitor.runUntilCut();
+    const int left = monitor.characters();
+    runUntil([&] { return monitor.characters() > left + nearlyFull * part; });
+    device->setSpeed(1);
+
+    Responsiveness responsiveness;
+    load(1); // until what came fast has been shown
+    responsiveness.start();
+    const int dropped = monitor.runUntilCut();
+    load(1);
+    responsiveness.stop();
+    std::printf("gap %f\nwork %f\nholds %d\ndrops %d\n", responsiveness.longestGap(),
+                responsiveness.longestWork(), left + part, dropped);
 }
 
 } // namespace
@@ -175,12 +218,17 @@ int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const bool shown = arguments.at(1) == QLatin1String("shown");
+    const QString &mode = arguments.at(1);
     const int seconds = arguments.at(2).toInt();
     const QByteArray text = tickOfText(arguments.at(3));
 
     Device device;
-    (shown ? showText : readText)(&device, text, seconds);
+    if (mode == QLatin1String("full"))
+        fillView(&device, text);
+    else if (mode == QLatin1String("shown"))
+        showText(&device, text, seconds);
+    else
+        readText(&device, text, seconds);
     std::fflush(stdout);
     _exit(0); // the device talks on
 }

@@ -1,16 +1,20 @@
 // The version query: query ROUNDS. A device on a pseudo terminal answers each request as soon as
-// an adapter would hand its answer over. The program asks, and bare system calls do, in turns;
-// prints the microseconds of each, for the exchange alone and with opening the port.
+// an adapter would hand its answer over. The program asks, a bare QSerialPort does, and bare system
+// calls do, each first in turns. Prints the milliseconds of each, for the exchange alone and with
+// opening the port.
 #include "bareexchange.h"
+#include "clocks.h"
 #include "mainwindow/mainwindow.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QSerialPort>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <thread>
 #include <unistd.h>
 
@@ -19,6 +23,7 @@ namespace {
 // What arrives before the request has been written is thrown away, so an answer needs a delay. The
 // adapter's latency timer gives it.
 constexpr std::chrono::milliseconds latency(16);
+constexpr int waitTime = 1000; // ms
 
 void answerRequests(int master)
 {
@@ -33,16 +38,57 @@ void answerRequests(int master)
     }
 }
 
-template <typename Operation>
-double microseconds(const Operation &operation)
+// The steps of the program's query without the program.
+bool exchange(QSerialPort *port)
 {
-    QElapsedTimer time;
-    time.start();
+    port->write("v");
+    port->waitForBytesWritten(waitTime);
+    port->readAll();
+    port->waitForReadyRead(waitTime);
+    return port->readLine().contains("Version:");
+}
+
+bool openAndExchange(QSerialPort *port)
+{
+    return port->open(QIODevice::ReadWrite) && port->setBaudRate(QSerialPort::Baud115200)
+        && exchange(port);
+}
+
+template <typename Operation>
+void measure(const char *what, const Operation &operation)
+{
+    const double start = monotonicTime();
     const bool answered = operation();
-    const qint64 elapsed = time.nsecsElapsed();
+    const double end = monotonicTime();
     if (!answered)
         qFatal("the device was not understood");
-    return double(elapsed) / 1000;
+    std::printf("%s %f\n", what, end - start);
+}
+
+void askByProgram(MainWindow *window, const QString &name)
+{
+    measure("ours-opening", [&] { return window->OpenSerialPort(name); });
+    measure("ours-exchange",
+            [&] { return window->getDeviceSketchVersion() == QLatin1String("Version:Blink__3"); });
+    window->CloseSerialPort();
+}
+
+void askByQt(QSerialPort *port)
+{
+    measure("qt-opening", [&] { return openAndExchange(port); });
+    measure("qt-exchange", [&] { return exchange(port); });
+    port->close();
+}
+
+void askBySystemCalls(const QByteArray &path)
+{
+    int port = -1;
+    measure("bare-opening", [&] {
+        port = BareExchange::openPort(path.constData());
+        return BareExchange::query(port);
+    });
+    measure("bare-exchange", [&] { return BareExchange::query(port); });
+    close(port);
 }
 
 } // namespace
@@ -58,24 +104,19 @@ int main(int argc, char *argv[])
     const QString name = QString::fromLocal8Bit(ptsname(master));
     const QByteArray path = name.toLocal8Bit();
     // Held open, so that the device does not see a hang-up between two openings.
-    const int keeper = BareExchange::openPort(path.constData());
+    BareExchange::openPort(path.constData());
     std::thread(answerRequests, master).detach();
 
     MainWindow window;
+    QSerialPort port(name);
+    const std::array<std::function<void()>, 3> sides = {[&] { askByProgram(&window, name); },
+                                                        [&] { askByQt(&port); },
+                                                        [&] {
+                                                            askBySystemCalls(path);
+                                                        }};
     for (int round = 0; round < rounds; ++round) {
-        const double bareOpening = microseconds([&] {
-            const int port = BareExchange::openPort(path.constData());
-            const bool answered = BareExchange::query(port);
-            close(port);
-            return answered;
-        });
-        const double opening = microseconds([&] { return window.OpenSerialPort(name); });
-        const double exchange = microseconds(
-            [&] { return window.getDeviceSketchVersion() == QLatin1String("Version:Blink__3"); });
-        window.CloseSerialPort();
-        const double bareExchange = microseconds([&] { return BareExchange::query(keeper); });
-        std::printf("bare-opening %f\nopening %f\nbare-exchange %f\nexchange %f\n", bareOpening,
-                    opening, bareExchange, exchange);
+        for (size_t turn = 0; turn < sides.size(); ++turn)
+            sides.at((size_t(round) + turn) % sides.size())();
     }
     std::fflush(stdout);
     _exit(0); // the device waits for the next request

@@ -1,13 +1,16 @@
-// One update: update PORT SKETCH AVRDUDE AVRDUDE.CONF ROUNDS, on a device that is plugged in, with
-// SKETCH's copy beside the executable. The user's click up to "Upload successfull.", and the two
-// queries and avrdude alone, in turns; prints the ms of each.
+// One update: update PORT SKETCH AVRDUDE ROUNDS, on a device that is plugged in, with SKETCH's copy
+// beside the executable. The user's click up to "Upload successfull.", and the same two queries and
+// avrdude alone; each comes first every other time. AVRDUDE is the file beside avrdude.conf, and
+// writes when it began and ended into AVRDUDE.run. Prints when each side began and was done, in
+// seconds since 1970 like that file, and what the file holds.
 #include "bareexchange.h"
+#include "clocks.h"
 #include "mainwindow/mainwindow.h"
 #include "support/messageboxdriver.h"
 #include "support/windowdriver.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTest>
 
@@ -17,6 +20,7 @@
 namespace {
 
 constexpr int uploadTimeout = 30000; // ms
+constexpr int portsRest = 300; // ms, three ticks of the poll
 
 bool askDevice(const QByteArray &path)
 {
@@ -33,10 +37,10 @@ bool bareUpdate(const QStringList &arguments)
         return false;
     QProcess avrdude;
     avrdude.start(arguments.at(3),
-                  {QStringLiteral("-C") + arguments.at(4), QStringLiteral("-v"),
-                   QStringLiteral("-patmega328p"), QStringLiteral("-carduino"),
-                   QStringLiteral("-P/dev/") + arguments.at(1), QStringLiteral("-b115200"),
-                   QStringLiteral("-D"),
+                  {QStringLiteral("-C") + arguments.at(3) + QStringLiteral(".conf"),
+                   QStringLiteral("-v"), QStringLiteral("-patmega328p"),
+                   QStringLiteral("-carduino"), QStringLiteral("-P/dev/") + arguments.at(1),
+                   QStringLiteral("-b115200"), QStringLiteral("-D"),
                    QStringLiteral("-Uflash:w:") + arguments.at(2) + QStringLiteral(":i")});
     return avrdude.waitForFinished(uploadTimeout) && avrdude.exitCode() == 0 && askDevice(path);
 }
@@ -50,16 +54,25 @@ bool clickUpdate(MainWindow &window)
                         QStringLiteral("Upload successfull.")};
 }
 
-template <typename Operation>
-double milliseconds(const Operation &operation)
+QByteArray runOf(const QString &avrdude)
 {
-    QElapsedTimer time;
-    time.start();
+    QFile run(avrdude + QStringLiteral(".run"));
+    return run.open(QIODevice::ReadOnly) ? run.readAll().trimmed() : QByteArray();
+}
+
+template <typename Operation>
+void measure(const char *side, const QString &avrdude, const Operation &operation)
+{
+    const double start = millisecondsOf(CLOCK_REALTIME);
     const bool updated = operation();
-    const qint64 elapsed = time.nsecsElapsed();
-    if (!updated)
+    const double end = millisecondsOf(CLOCK_REALTIME);
+    const QList<QByteArray> run = runOf(avrdude).split(' ');
+    if (!updated || run.size() != 2)
         qFatal("no update");
-    return double(elapsed) / 1e6;
+    std::printf("%s-begun %f\n%s-avrdude-begun %s\n%s-avrdude-ended %s\n%s-done %f\n", side,
+                start / 1e3, side, run.first().constData(), side, run.last().constData(), side,
+                end / 1e3);
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -68,18 +81,21 @@ int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
+    const QString &avrdude = arguments.at(3);
     MainWindow window;
     window.show();
     if (!selectRow(window, "listWidget_programlist", 0)
         || !selectRow(window, "listWidget_devicelist", 0))
         qFatal("no sketch or no device");
 
-    for (int round = 0; round < arguments.at(5).toInt(); ++round) {
-        const double bare = milliseconds([&] { return bareUpdate(arguments); });
-        const double ours = milliseconds([&] { return clickUpdate(window); });
-        // The port is closed by the poll, and opening it beside another opening resets the chip.
-        QTest::qWait(300);
-        std::printf("bare %f\nours %f\n", bare, ours);
-        std::fflush(stdout);
+    for (int round = 0; round < arguments.at(4).toInt(); ++round) {
+        for (const bool ours : {round % 2 == 0, round % 2 != 0}) {
+            if (ours)
+                measure("ours", avrdude, [&] { return clickUpdate(window); });
+            else
+                measure("bare", avrdude, [&] { return bareUpdate(arguments); });
+            // The poll closes the port, and opening it beside another opening resets the chip.
+            QTest::qWait(portsRest);
+        }
     }
 }

@@ -1,0 +1,1 @@
+"""What benchmarks/measure measures with, and what becomes of the results."""
