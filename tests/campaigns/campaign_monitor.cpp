@@ -5,6 +5,7 @@
 #include "serialmonitor/serialmonitor.h"
 #include "support/applicationdirectory.h"
 #include "support/footprint.h"
+#include "support/patience.h"
 #include "support/pluggeddevice.h"
 #include "support/responsiveness.h"
 #include "support/windowdriver.h"
@@ -193,11 +194,15 @@ private:
     int firstTick = 0;
 };
 
+// What is still on its way when the button is clicked is shown after it.
 bool clearView(const MainWindow &window)
 {
-    const bool cleared = click(*serialMonitor(window), "pushButton_2");
-    QTest::qWait(severalTicks);
-    return cleared && view(window)->toPlainText().isEmpty();
+    const auto staysEmpty = [&window] {
+        const bool cleared = click(*serialMonitor(window), "pushButton_2");
+        QTest::qWait(severalTicks);
+        return cleared && view(window)->toPlainText().isEmpty();
+    };
+    return QTest::qWaitFor(staysEmpty, patience);
 }
 
 } // namespace

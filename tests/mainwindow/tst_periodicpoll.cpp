@@ -575,13 +575,19 @@ void tst_PeriodicPoll::textReceivedBeforeTheLossIsShown()
     QVERIFY(openSerialMonitor(window));
     QVERIFY(waitForTick(window, device));
 
-    device.send("last words");
-    QVERIFY(reachesTheProgram(device));
+    // On a busy machine a tick may be due at once, and shows them before the device is pulled.
+    QString shownBefore;
+    do {
+        shownBefore = shownText(window);
+        device.send("last words");
+        QVERIFY(reachesTheProgram(device));
+    } while (shownText(window) != shownBefore);
     device.pull();
 
     QTRY_COMPARE_WITH_TIMEOUT(boxes.texts(), QStringList {cannotCommunicate}, patience);
-    QCOMPARE(shownBehindBox, QStringList {QStringLiteral("tick")}); // the report comes first
-    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), QStringLiteral("tick\nlast words"), patience);
+    QCOMPARE(shownBehindBox, QStringList {shownBefore}); // the report comes first
+    QTRY_COMPARE_WITH_TIMEOUT(shownText(window), shownBefore + QStringLiteral("\nlast words"),
+                              patience);
 }
 
 void tst_PeriodicPoll::aDeviceLostDuringTheQueryIsReported()

@@ -177,6 +177,9 @@ public:
         QObject::connect(&thread, &QThread::finished, &server, [this] { close(); });
         server.moveToThread(&thread);
         thread.start();
+        // A thread reads the environment when it starts, and a test's next step may be to change
+        // it, as umockdev does.
+        QMetaObject::invokeMethod(&server, [] { }, Qt::BlockingQueuedConnection);
     }
 
     ~Worker()
