@@ -4,9 +4,9 @@
 // The version query by system calls alone.
 namespace BareExchange {
 
-// A descriptor of the port, raw at 115200 baud.
+// Opens the port, raw at 115200 baud. Returns its descriptor, which the caller closes.
 int openPort(const char *path);
-// Asks up to ten times, as the program does, and waits a second for each answer. False when no
+// Asks up to ten times, as the program does, and waits a second for each answer. False if no
 // version line came.
 bool query(int port);
 

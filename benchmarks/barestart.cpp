@@ -1,5 +1,5 @@
-// What the program's window cannot do without, and nothing of ours: the same three forms, one web
-// request and one look at the serial ports.
+// The least that the program's start needs, without our code: the same three forms, one web request
+// and one scan of the serial ports.
 #include "ui_about.h"
 #include "ui_mainwindow.h"
 #include "ui_serialmonitor.h"

@@ -1,4 +1,4 @@
-// The least that a program with a Qt window can be; with --timer also an empty 100 ms timer.
+// The smallest program with a Qt window. With --timer it also runs an empty 100 ms timer.
 #include <QApplication>
 #include <QMainWindow>
 #include <QTimer>

@@ -11,13 +11,13 @@ inline double millisecondsOf(clockid_t clock)
     return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
 }
 
-// The same for all processes of the machine.
+// It is the same for all processes of the machine.
 inline double monotonicTime()
 {
     return millisecondsOf(CLOCK_MONOTONIC);
 }
 
-// What the calling thread has computed.
+// The processor time of the calling thread.
 inline double threadTime()
 {
     return millisecondsOf(CLOCK_THREAD_CPUTIME_ID);

@@ -1,6 +1,5 @@
-// What a synchronisation that gives each file a network manager of its own cannot do without:
-// downloads COUNT. Fetches the index and all files at once into the working directory and shows
-// nothing.
+// The least that a synchronisation with one network manager per file needs: downloads COUNT.
+// Fetches the index, then all files at once, into the working directory, and shows nothing.
 #include "addresses.h"
 #include "openfiles.h"
 

@@ -1,5 +1,5 @@
-// Linked to a program, ends it when its first window has been painted, and says when that was (ms
-// of the monotonic clock) and how much memory was resident and its own (kB).
+// Linked into a program, it ends the program as soon as its first window is painted. It prints the
+// time (ms of the monotonic clock), the resident memory and the private memory (kB).
 #include "clocks.h"
 
 #include <QCoreApplication>
@@ -37,7 +37,7 @@ class FirstPaint : public QObject
 public:
     using QObject::QObject;
 
-    // The paint goes on after this; the timer fires when it has reached the screen.
+    // Painting is still going on; the timer fires when the result is on the screen.
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::Paint && timer == 0)

@@ -1,8 +1,8 @@
 // A network link between a web server on the loopback and its clients: link PORT RATE ROUNDTRIP.
-// Prints a port of its own, and passes what comes there on to PORT: at RATE megabits a second in
-// each direction, for all connections together, with ROUNDTRIP milliseconds there and back. As with
-// TCP, a connection begins with a handshake and ten packets in flight, and has twice as many after
-// each round trip. The link has a queue without end and loses nothing.
+// Prints its own port and forwards connections from there to PORT. All connections share RATE
+// megabits a second in each direction; a round trip takes ROUNDTRIP milliseconds. As with TCP, a
+// connection starts with a handshake and ten packets in flight, twice as many after each round
+// trip. The link's queue is unlimited, and nothing is lost.
 #include "clocks.h"
 #include "openfiles.h"
 
@@ -39,7 +39,7 @@ constexpr int eventsAtATime = 256;
     std::exit(1);
 }
 
-// What happens later, in the order of time.
+// Actions to be run later, in order of time.
 class Schedule
 {
 public:
@@ -90,7 +90,7 @@ public:
     {
     }
 
-    // When the last of these bytes has left.
+    // The time when the last of these bytes has left.
     double departure(long bytes, double earliest)
     {
         const long packets = (bytes + packet - 1) / packet;
@@ -103,7 +103,7 @@ private:
     double free = 0; // when what was sent before has left
 };
 
-// What a link and its connections share.
+// The state that a link and its connections share.
 struct Shared
 {
     Wire up;
@@ -112,7 +112,7 @@ struct Shared
     Schedule schedule;
 };
 
-// One direction of a connection. It calls "again" when there is room for more.
+// One direction of a connection. Calls "again" when it can take more.
 class Stream
 {
 public:
@@ -127,7 +127,7 @@ public:
 
     bool hasEnded() const { return ended; }
 
-    // Takes what there is, as far as the window lets it.
+    // Takes the bytes that have come, up to the window.
     void pump(const std::function<void()> &again)
     {
         write();
@@ -159,7 +159,7 @@ private:
         });
     }
 
-    // Nothing is the end.
+    // No bytes mean the end of the stream.
     void deliver(const std::string &bytes)
     {
         arrived += bytes;
@@ -190,7 +190,7 @@ private:
     std::string arrived; // not taken by the receiver yet
 };
 
-// A client's connection and the one to the server behind it, which end together.
+// A client's connection and the matching one to the server. They end together.
 class Connection : public std::enable_shared_from_this<Connection>
 {
 public:
@@ -220,7 +220,7 @@ public:
             itself.reset();
     }
 
-    // Lives until both directions have ended and all has arrived.
+    // It lives until both directions have ended and everything has arrived.
     void live() { itself = shared_from_this(); }
 
 private:
@@ -248,7 +248,7 @@ int newSocket()
     return descriptor;
 }
 
-// Small packets are not for the kernel to gather once more.
+// The kernel must not merge small packets again.
 void sendAtOnce(int descriptor)
 {
     const int yes = 1;
@@ -266,7 +266,7 @@ int connectTo(int port)
     return descriptor;
 }
 
-// Prints the port that the system chooses.
+// Prints the port that the system chose.
 int listenOnLoopback()
 {
     const int descriptor = newSocket();

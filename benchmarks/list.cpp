@@ -1,6 +1,7 @@
-// The local list: list DIRECTORY ROUNDS [bare|ours]. Reads and shows the directory's sketches, and
-// reads the same directory with QDir alone, or does only one of both; each comes first every other
-// time, and gives up what it read before. Prints the milliseconds of processor time of each.
+// The local list: list DIRECTORY ROUNDS [bare|ours]. Reads and shows the directory's sketches
+// (ours), and reads the same directory with QDir alone (bare). Without the last argument both run,
+// each first in every other round, and free what they read in the round before. Prints the
+// processor time of each in ms.
 #include "clocks.h"
 #include "mainwindow/mainwindow.h"
 

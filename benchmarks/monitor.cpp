@@ -1,9 +1,10 @@
 // The serial monitor: monitor shown|read|full SECONDS lines|linefeeds|stream. A device on a pseudo
-// terminal sends 11520 bytes a second. "shown" has the program show them, "read" only reads them,
-// ten times a second like the program; both print the processor time (ms) and the bytes of the
-// text. "full" fills the view as fast as it takes text until it drops its oldest part, then nearly
-// again, and watches the event loop while it drops a part at the device's own speed: how long it is
-// held up (ms), how many characters the view holds and how many of them it drops.
+// terminal sends 11520 bytes a second. With "shown" the program shows them; "read" only reads them,
+// ten times a second like the program. Both print the processor time (ms) and the size of the text
+// in bytes. "full" fills the view as fast as possible until it drops its oldest text, fills it
+// again almost up to that point, and goes on at the device's own speed until the next drop. It
+// prints how long the event loop was held up (ms), how many characters the view holds and how many
+// it dropped.
 #include "clocks.h"
 #include "mainwindow/mainwindow.h"
 #include "serialmonitor/serialmonitor.h"
@@ -31,7 +32,7 @@ constexpr int haste = 25; // times the device's own speed
 constexpr double nearlyFull = 0.95;
 constexpr std::chrono::seconds forgotten(1);
 
-// A text of the length of a tick: 12 lines of 96 bytes, or as many bytes without an end.
+// The text of one tick: 12 lines of 96 bytes, or as many bytes without a line end.
 QByteArray tickOfText(const QString &kind)
 {
     constexpr int length = 96;
@@ -44,8 +45,8 @@ QByteArray tickOfText(const QString &kind)
     return line.repeated(bytesPerSecond / 10 / length);
 }
 
-// In packets of 62 bytes, as an adapter hands them over. Late packets are made up for, unless the
-// reader has not kept up for long.
+// Sends packets of 62 bytes, as an adapter does. It catches up after a delay, unless the reader has
+// fallen far behind.
 class Device
 {
 public:
@@ -84,7 +85,7 @@ public:
         }).detach();
     }
 
-    // How many times faster than a serial line.
+    // Speed relative to a serial line.
     void setSpeed(int times) { speed = times; }
 
 private:
@@ -100,7 +101,7 @@ private:
     std::atomic<int> speed = {1};
 };
 
-// What the program does with the bytes, but for showing them.
+// Handles the bytes as the program does, but does not show them.
 class Reader
 {
 public:
@@ -129,7 +130,7 @@ void runUntil(const Condition &condition)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-// The processor time that the seconds took (ms).
+// The processor time used during these seconds, in ms.
 double load(int seconds)
 {
     QElapsedTimer time;
@@ -156,7 +157,7 @@ public:
 
     int characters() const { return document->characterCount(); }
 
-    // Runs until the view has dropped a part, and tells how many characters.
+    // Runs until the view has dropped text. Returns how many characters.
     int runUntilCut() const
     {
         int before = 0;

@@ -3,7 +3,8 @@
 
 #include <sys/resource.h>
 
-// Each download takes descriptors, and there are many at a time: as many as the system allows.
+// Raises the limit of open files as far as the system allows, because each of many downloads at a
+// time needs descriptors.
 inline void raiseOpenFilesLimit()
 {
     rlimit limit = {};

@@ -1,7 +1,7 @@
-// The version query: query ROUNDS. A device on a pseudo terminal answers each request as soon as
-// an adapter would hand its answer over. The program asks, a bare QSerialPort does, and bare system
-// calls do, each first in turns. Prints the milliseconds of each, for the exchange alone and with
-// opening the port.
+// The version query: query ROUNDS. A device on a pseudo terminal answers each request after an
+// adapter's latency. The program, a bare QSerialPort and bare system calls ask it in turns, each
+// first in every third round. Prints the ms of each, for the exchange alone and with opening the
+// port.
 #include "bareexchange.h"
 #include "clocks.h"
 #include "mainwindow/mainwindow.h"
@@ -20,8 +20,8 @@
 
 namespace {
 
-// What arrives before the request has been written is thrown away, so an answer needs a delay. The
-// adapter's latency timer gives it.
+// The program discards bytes that arrive before the request is written, so an answer needs a delay:
+// that of the adapter's latency timer.
 constexpr std::chrono::milliseconds latency(16);
 constexpr int waitTime = 1000; // ms
 
@@ -38,7 +38,7 @@ void answerRequests(int master)
     }
 }
 
-// The steps of the program's query without the program.
+// The steps of the program's query, without the program.
 bool exchange(QSerialPort *port)
 {
     port->write("v");
@@ -103,7 +103,7 @@ int main(int argc, char *argv[])
     unlockpt(master);
     const QString name = QString::fromLocal8Bit(ptsname(master));
     const QByteArray path = name.toLocal8Bit();
-    // Held open, so that the device does not see a hang-up between two openings.
+    // Kept open, so that the device sees no hang-up between two openings.
     BareExchange::openPort(path.constData());
     std::thread(answerRequests, master).detach();
 

@@ -1,7 +1,7 @@
-// One synchronisation: synchronisation COUNT [refresh]. Starts the window with what lies beside the
-// executable, waits until it lists COUNT sketches and has nothing left to fetch, and prints when it
-// was built and synchronised (ms of the monotonic clock), and how long the event loop was held up.
-// With "refresh", the same for a click on the list's refresh button once all is there.
+// One synchronisation: synchronisation COUNT [refresh]. Starts the window with the files beside the
+// executable and waits until it lists COUNT sketches and has nothing left to fetch. Prints when it
+// was built and when it was synchronised (ms of the monotonic clock), and how long the event loop
+// was held up. With "refresh" it then does the same for a click on the list's refresh button.
 #include "clocks.h"
 #include "mainwindow/mainwindow.h"
 #include "openfiles.h"
@@ -27,7 +27,7 @@ void waitUntilListed(const MainWindow &window, int count)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-// From its first turn on, "watched" is all that the event loop has to do.
+// Only "watched" runs in the event loop, from its first turn on.
 template <typename Operation>
 void report(const char *what, const Operation &watched)
 {

@@ -1,8 +1,9 @@
-// One update: update PORT SKETCH AVRDUDE ROUNDS, on a device that is plugged in, with SKETCH's copy
-// beside the executable. The user's click up to "Upload successfull.", and the same two queries and
-// avrdude alone; each comes first every other time. AVRDUDE is the file beside avrdude.conf, and
-// writes when it began and ended into AVRDUDE.run. Prints when each side began and was done, in
-// seconds since 1970 like that file, and what the file holds.
+// One update: update PORT SKETCH AVRDUDE ROUNDS, on a device that is plugged in, with a copy of
+// SKETCH beside the executable. Measures the program, from the user's click to "Upload
+// successfull.", and the same two queries and avrdude without it; each is first in every other
+// round. AVRDUDE is the file beside avrdude.conf; it writes its start and end to AVRDUDE.run.
+// Prints the start and end of each side, in seconds since 1970 like that file, and the file's
+// contents.
 #include "bareexchange.h"
 #include "clocks.h"
 #include "mainwindow/mainwindow.h"

@@ -1,1 +1,1 @@
-"""What benchmarks/measure measures with, and what becomes of the results."""
+"""Runs the benchmarks, records their results and writes the documents' tables."""

@@ -1,4 +1,4 @@
-"""The tables and pictures of docs/performance.md, and of the results' own page."""
+"""The tables and plots of docs/performance.md and of the results' own page."""
 
 import hashlib
 import json
@@ -13,7 +13,7 @@ DOCUMENT = ROOT / "docs/performance.md"
 PAGE = results.FOLDER / "README.md"
 PICTURES = ROOT / "docs/images"
 
-# Of the whole table, what a user would feel.
+# The rows of the whole table that a user would feel.
 HEADLINES = ("start/time/forms", "start/memory/forms", "link/20/20/curl", "link/20/1000/curl",
              "link/100/1000/curl", "link/100/1000/gap", "query/opening/qt", "update/beyond",
              "update/full", "idle/time", "monitor/lines/gap")
@@ -22,7 +22,7 @@ QT_ROWS = ("start/time/forms", "start/memory/forms", "start/instructions/forms",
 
 
 def rows(qt=5):
-    """Of all sections that have been recorded, by their keys."""
+    """The rows of all recorded sections, by their keys."""
     records = (results.load(name, qt) for name in SECTIONS)
     return {row["key"]: row for record in records if record for row in record["rows"]}
 
@@ -43,7 +43,7 @@ def headlines():
 
 
 def both_qt():
-    """The same rows with either Qt."""
+    """The same rows with Qt 5 and with Qt 6, side by side."""
     records = [results.load("start", qt) for qt in (5, 6)]
     versions = [f"Qt {record['qt']}" if record else "" for record in records]
     of = [rows(qt) for qt in (5, 6)]
@@ -57,7 +57,7 @@ def both_qt():
 
 
 def misses():
-    """Those of the goals of all recorded rows that are missed."""
+    """The goals that recorded rows miss."""
     all_rows = [row for row in rows().values() if row.get("goal") is not None]
     missed = [row for row in all_rows if report.missed(row)]
     lines = [f"{len(all_rows)} goals are set, {len(missed)} are missed:", ""]
@@ -112,7 +112,7 @@ def document():
 
 
 def fingerprint(data):
-    """Two gnuplots draw the same data in other words."""
+    """Marks a plot with its data, because versions of gnuplot draw the same data differently."""
     digest = hashlib.sha256(json.dumps(data, sort_keys=True).encode()).hexdigest()
     return f"<!-- of the data {digest} -->\n"
 
@@ -125,7 +125,7 @@ def write():
 
 
 def stale():
-    """What would be written otherwise."""
+    """The files that would change."""
     expected = {PAGE: page(), DOCUMENT: document()}
     found = [path for path, text in expected.items()
              if not path.exists() or path.read_text(encoding="utf-8") != text]

@@ -1,4 +1,4 @@
-"""Runs programs in turns, counts their instructions, and keeps what was measured as rows."""
+"""Runs programs in turns, counts their instructions and keeps the results as rows."""
 
 import contextlib
 import os
@@ -18,7 +18,7 @@ SAY_EVERY = 5  # seconds
 
 
 def figures(text):
-    """The values of each key, of output in lines "key value"."""
+    """The values of each key in output of lines "key value"."""
     values = {}
     for line in text.splitlines():
         key, _, value = line.partition(" ")
@@ -52,7 +52,7 @@ class Bench:
                                 http_proxy="http://127.0.0.1:9")
         self.can_count = self.counts_instructions()
 
-    # What was measured
+    # Results
 
     def begin(self, title):
         self.rows = []
@@ -64,14 +64,14 @@ class Bench:
         say("  " + report.plain_text(row))
 
     def compare(self, key, what, against, unit, ours, other, **more):
-        """Ours against the other, pair by pair; a goal is a ratio that must not be exceeded."""
+        """Compares ours with the other, pair by pair. The goal is the largest accepted ratio."""
         self.row(key=key, what=what, against=against, unit=unit, ours=ours, other=other, **more)
 
     def value(self, key, what, unit, values, **more):
-        """By itself; a goal is a value that none of them must exceed."""
+        """Values without an opponent. The goal is the largest accepted value."""
         self.row(key=key, what=what, unit=unit, values=values, **more)
 
-    # How it goes on
+    # Progress
 
     def progress(self, what, done, of, started):
         now = time.monotonic()
@@ -86,8 +86,8 @@ class Bench:
             yield number
 
     def in_turns(self, what, count, sides):
-        """What each of the functions returns, which take turns in being the first. What is still to
-        be written to the disk is written before, and delays nobody's flush."""
+        """The results of each function. The functions take turns in being first. The disk is synced
+        before each, so that none waits for what another has written."""
         taken = {name: [] for name in sides}
         for number in self.rounds(what, count):
             names = list(sides)
@@ -103,10 +103,10 @@ class Bench:
             time.sleep(max(0, started + second + 1 - time.monotonic()))
 
     def repeats(self, usual, short):
-        """How many rounds, unless the command line says so."""
+        """The number of rounds: the command line's, or else this one."""
         return self.options.rounds or (short if self.short else usual)
 
-    # What runs
+    # Running programs
 
     def run(self, *command, cwd=None, **environment):
         result = subprocess.run(
@@ -174,7 +174,7 @@ class Bench:
 
     @contextlib.contextmanager
     def installed(self, program, sketches=0):
-        """A copy of the program in a folder of its own, which holds all of its files."""
+        """A copy of the program in its own folder, which also gets all of its files."""
         with self.folder() as folder:
             (folder / "compiled_sketches").mkdir()
             for number in range(sketches):

@@ -1,4 +1,4 @@
-"""Pictures of the results, by gnuplot: on white, so that they can be read on any page."""
+"""Plots of the results by gnuplot, on white so that they are readable on any page."""
 
 import statistics
 import subprocess
@@ -22,7 +22,7 @@ set xtics (20, 100, 1000)
 set key top left
 """
 
-# The wider ones first, because the lines lie on each other.
+# The wider lines first, because the lines cover each other.
 LINES = (("limit", "the link's limit", "#c8c8c8", 9), ("curl", "curl --parallel", "#d95f02", 5),
          ("ours", "the program", "#1b4f8a", 2))
 
@@ -36,7 +36,7 @@ def gnuplot(script):
 
 
 def time_data(rows):
-    """Of each link the median seconds of each number of sketches."""
+    """The median seconds for each link and number of sketches."""
     data = {}
     for rate, round_trip in LINKS:
         found = [(count, rows.get(f"link/{rate}/{count}/curl"), rows.get(f"link/{rate}/{count}/limit"))
@@ -107,7 +107,7 @@ plot $life using 1:2 with lines lw 3 lc rgb "#1b6ca8" title "resident", \\
 
 
 def pictures(rows, life):
-    """Of each file name its data and what draws it, as far as it has been measured."""
+    """The data and the drawing function of each file name, where it has been measured."""
     known = {"synchronisation-time.svg": (time_data(rows), draw_time, "link/20/1000/curl" in rows),
              "update-parts.svg": (parts_data(rows), draw_parts, "update/before" in rows),
              "long-life.svg": (life, draw_life, bool(life))}

@@ -19,13 +19,13 @@ def with_unit(value, unit):
 
 
 def common_parts(row):
-    """What cannot differ, of each pair of both sides."""
+    """The part of each pair that is the same on both sides by nature."""
     same = [row.get("common", 0)] * len(row["ours"])
     return row.get("ours_common", same), row.get("other_common", same)
 
 
 def ratio(row):
-    """The median over pairs that were measured in turns: each pair saw the same machine."""
+    """The median over pairs measured in turns, so that both sides saw the same machine."""
     ours_common, other_common = common_parts(row)
     return statistics.median((one - less) / (other - other_less) for one, other, less, other_less
                              in zip(row["ours"], row["other"], ours_common, other_common))
@@ -36,7 +36,7 @@ def is_comparison(row):
 
 
 def judged(row):
-    """What the goal is set against."""
+    """The value that is compared with the goal."""
     if is_comparison(row):
         return ratio(row)
     return max(row["values"])

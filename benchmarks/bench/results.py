@@ -12,7 +12,7 @@ FOLDER = pathlib.Path(__file__).resolve().parent.parent / "results"
 
 
 def qt_version(build):
-    """Of the Qt that a build folder was configured with."""
+    """The Qt version that a build folder was configured with."""
     cache = (build / "CMakeCache.txt").read_text()
     folder = re.search(r"^Qt[56]Core_DIR:PATH=(.*)$", cache, re.M).group(1)
     text = "".join(path.read_text()
@@ -31,14 +31,14 @@ def machine():
 
 
 def rounded(value):
-    """Six digits are more than any clock here is good for."""
+    """Rounds to six digits, more than any clock here can resolve."""
     if isinstance(value, list):
         return [rounded(one) for one in value]
     return float(f"{value:.6g}") if isinstance(value, float) else value
 
 
 def as_text(record):
-    """One row a line, so that a new measurement changes few lines."""
+    """Writes one row per line, so that a new measurement changes few lines."""
     rows = ",\n".join("  " + json.dumps(row, ensure_ascii=False) for row in record["rows"])
     head = json.dumps({**record, "rows": []}, indent=1, ensure_ascii=False)
     return head.replace('"rows": []', f'"rows": [\n{rows}\n ]') + "\n"
@@ -56,7 +56,7 @@ def store(options, section, bench):
 
 
 def load(section, qt=5, folder=FOLDER):
-    """None when it has not been recorded."""
+    """None if it has not been recorded."""
     path = folder / f"{section}.qt{qt}.json"
     return json.loads(path.read_text(encoding="utf-8")) if path.exists() else None
 

@@ -1,4 +1,4 @@
-"""The web server on the loopback, and the network link before it."""
+"""The web server on the loopback and the network link in front of it."""
 
 import pathlib
 import subprocess
@@ -13,7 +13,7 @@ def sketch_name(number):
 
 
 class Server:
-    """Answers for every address, as a proxy does."""
+    """Answers requests for any address, as a proxy does."""
 
     def __init__(self, scratch):
         self.folder = scratch / "www" / "vt_updater"
@@ -26,7 +26,7 @@ class Server:
         self.port = int(self.address.rpartition(":")[2])
 
     def publish(self, count, index_only=False):
-        """An index of that many sketches, and one file that is as large as all of them."""
+        """Publishes an index of that many sketches, and one file as large as all of them together."""
         for old in self.folder.iterdir():
             old.unlink()
         (self.folder / "file_list.txt").write_text("\n".join(map(sketch_name, range(count))))
@@ -45,7 +45,7 @@ class Server:
 
 
 class Link:
-    """What stands between a server and its clients: megabits a second, and a round trip in ms."""
+    """The link between a server and its clients: megabits a second, and the round trip in ms."""
 
     def __init__(self, program, server, rate, round_trip):
         self.name = f"{rate} Mbit/s, {round_trip} ms"
@@ -57,8 +57,8 @@ class Link:
         self.folder = server.folder
 
     def least(self, size):
-        """The ms that an index and then one file of the size take at least: handshake and request,
-        twice, and the packets with their headers."""
+        """The least time in ms for an index and then one file of this size: two handshakes, two
+        requests, and the packets with their headers."""
         return 4 * self.round_trip + size * 8 * (1460 + 78) / 1460 / self.rate / 1e3
 
     def stop(self):

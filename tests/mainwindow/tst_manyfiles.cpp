@@ -1,4 +1,4 @@
-// A thousand files and a thousand refreshes: all arrives, nothing is used up; and a killed program.
+// A thousand files, a thousand refreshes and a killed program: all files arrive, nothing leaks.
 #include "mainwindow/mainwindow.h"
 #include "support/applicationdirectory.h"
 #include "support/footprint.h"
@@ -20,8 +20,7 @@
 
 namespace {
 
-// Each file is written through to the disk, which others may keep busy: ten a second have been
-// seen. QtTest ends a test function after five minutes.
+// Each file is flushed to the disk. On a busy disk, no more than ten a second were seen.
 constexpr int manyPatience = 2 * patience;
 
 const QString program = QStringLiteral(VTUPDATER_PROGRAM);
@@ -31,7 +30,7 @@ ProcessUsage greater(const ProcessUsage &one, const ProcessUsage &other)
     return {qMax(one.threads, other.threads), qMax(one.descriptors, other.descriptors)};
 }
 
-// The connections whose far end is the server's, one in each line.
+// The connections to the server, one per line.
 QString connectionsTo(const RepositoryServer &server)
 {
     const QString port = server.proxyAddress().section(QLatin1Char(':'), -1);
@@ -43,7 +42,7 @@ QString connectionsTo(const RepositoryServer &server)
     return QString::fromUtf8(list.readAll());
 }
 
-// Whether over one connection half a sketch has come, but no whole one, and nothing waits to be
+// Whether one connection has received half a sketch but not a whole one, and nothing is left to
 // read.
 bool hasReadAPart(const RepositoryServer &server)
 {
@@ -80,7 +79,7 @@ private:
     std::unique_ptr<RepositoryServer> server;
 };
 
-// The server's ends of a thousand connections are this process's.
+// This process also holds the server's ends of a thousand connections.
 void tst_ManyFiles::initTestCase()
 {
     rlimit limit = {};

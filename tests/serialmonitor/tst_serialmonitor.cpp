@@ -39,7 +39,7 @@ constexpr double endOfQtsScrollBar = 21474836; // px
 constexpr double mostHeight = 8000000; // px
 constexpr int mostCharacters = 15000000;
 constexpr int mostAtOnce = 200000; // characters
-// Taken for HTML, nested tables hold the window for four times that.
+// Nested tables taken as HTML would freeze the window for four times as long.
 constexpr int moment = 5000; // ms
 
 const QString mainTitle = QStringLiteral("VTUpdater v1.0 beta 6");
@@ -88,7 +88,7 @@ void fill(SerialMonitor &monitor)
         monitor.appendToSerialMonitor(QStringLiteral("line %1").arg(number));
 }
 
-// Makes the text of thousands of lines as tall as that of a million.
+// Makes thousands of lines as tall as a million normal ones.
 void useLinesOf(int pixels, const SerialMonitor &monitor)
 {
     QFont font = view(monitor)->font();
@@ -101,7 +101,7 @@ void useTallLines(const SerialMonitor &monitor)
     useLinesOf(1000, monitor);
 }
 
-// That of the empty view, which may round what its font says.
+// Measured in the empty view, because the view may round its font's line spacing.
 double lineHeightOf(SerialMonitor &monitor)
 {
     const QTextDocument *document = view(monitor)->document();
@@ -113,7 +113,7 @@ double lineHeightOf(SerialMonitor &monitor)
     return two - one;
 }
 
-// One letter each, so that it takes one line at any width.
+// Lines of one letter each, so that each takes one line at any width.
 QString letters(int count)
 {
     static QRandomGenerator random(328);
@@ -141,7 +141,7 @@ bool isLaidOutThroughout(const QTextDocument &document)
     return true;
 }
 
-// So that a narrow one cannot hold it. What it was given, without the ends of its paragraphs.
+// Fills the view with more text than a narrower one can hold. Returns the text without line ends.
 QString fillWideView(SerialMonitor &monitor)
 {
     monitor.resize(1000, monitor.height());
@@ -155,21 +155,21 @@ QString fillWideView(SerialMonitor &monitor)
     return received;
 }
 
-// Of one letter again and again, and with the lines that Qt leaves out.
+// The text repeats one letter. Lines that Qt has not laid out are included.
 double heightOfLines(const QString &text, const QTextDocument &document)
 {
     const QTextLine line = document.firstBlock().layout()->lineAt(0);
     return double(text.size()) / line.textLength() * line.height();
 }
 
-// Of the first character that the view shows, counted from the end of the text.
+// The position of the first visible character, counted from the end of the text.
 int placeOfTopLine(const SerialMonitor &monitor)
 {
     const QTextBrowser *text = view(monitor);
     return text->document()->characterCount() - text->cursorForPosition(QPoint(0, 1)).position();
 }
 
-// What a device may send and a text browser would take for HTML.
+// Texts from a device that a text browser would take for HTML.
 void addMarkup()
 {
     QTest::addColumn<QString>("text");
@@ -209,7 +209,7 @@ bool hasDefaultFormatThroughout(const QTextDocument &document)
     return document.rootFrame()->childFrames().isEmpty();
 }
 
-// The places of all characters, as far as they are in sight.
+// The places of all visible characters.
 QList<QPoint> placesOfCharacters(const QTextBrowser &text)
 {
     QList<QPoint> places;
@@ -244,7 +244,7 @@ QStringList ownSlots(const QMetaObject &metaObject)
     return signatures;
 }
 
-// The program on a screen with a window manager, its device, and its user.
+// The program on a screen with a window manager, with its device and its user.
 class Session
 {
 public:
@@ -261,7 +261,7 @@ public:
         return QTest::qWaitFor([this] { return device.requests() == 1; }, patience);
     }
 
-    // By the keyboard, from the main window. True when the device has been asked.
+    // Opens the monitor by keyboard from the main window. True when the device has been asked.
     bool chooseMonitor()
     {
         const int before = device.requests();
@@ -617,7 +617,7 @@ void tst_SerialMonitor::aParagraphTakesNoFormatFromBefore_data()
     QTest::newRow("in its place") << true;
 }
 
-// Not even from what the device cannot send.
+// Not even from text that no device can send.
 void tst_SerialMonitor::aParagraphTakesNoFormatFromBefore()
 {
     QFETCH(bool, cleared);
@@ -784,7 +784,7 @@ void tst_SerialMonitor::automaticScrollGoesToTheEndBeforeTheTextComes()
     QCOMPARE(moves, QList<QVariantList>({{oldMaximum}, {bar->maximum()}}));
 }
 
-// Without new text nothing goes, also while the view cannot hold it all.
+// Nothing is dropped without new text, even while the view cannot hold all of it.
 void tst_SerialMonitor::aTextNarrowedForAMomentStays()
 {
     SerialMonitor monitor(nullptr);
@@ -880,7 +880,7 @@ void tst_SerialMonitor::theOldestTextGoesHoweverMuchComesAtOnce()
     QCOMPARE(bar->value(), bar->maximum());
 }
 
-// It is all there is. It is not so tall that Qt would not end.
+// There is nothing else to drop, and it is not tall enough for Qt to freeze.
 void tst_SerialMonitor::aParagraphThatAloneIsTooTallStaysForNow()
 {
     SerialMonitor monitor(nullptr);
@@ -911,7 +911,7 @@ void tst_SerialMonitor::aParagraphOfMoreThanATickIsCut()
     QVERIFY(view(monitor)->toPlainText().endsWith(QStringLiteral("x\nxend")));
 }
 
-// Narrowed, the text grows beyond what has a scroll bar.
+// A narrower view makes the text taller than a scroll bar can show.
 void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
 {
     SerialMonitor monitor(nullptr);
@@ -932,7 +932,7 @@ void tst_SerialMonitor::theOldestTextGoesWhenTheViewIsNarrowed()
     QVERIFY(isLaidOutThroughout(*view(monitor)->document()));
 }
 
-// However wide the view is: it may be made narrow.
+// At any width, because the view may be narrowed later.
 void tst_SerialMonitor::theOldestTextGoesWhenThereIsTooMuch()
 {
     constexpr int paragraph = 1000;
@@ -952,7 +952,7 @@ void tst_SerialMonitor::theOldestTextGoesWhenThereIsTooMuch()
     QCOMPARE(view(monitor)->document()->lastBlock().text(), QString(paragraph, QLatin1Char('b')));
 }
 
-// Of few and long ones, a tenth is less than one.
+// With few long paragraphs, a tenth of them is less than one.
 void tst_SerialMonitor::theOldestParagraphGoesHoweverFewThereAre()
 {
     SerialMonitor monitor(nullptr);
@@ -1172,12 +1172,12 @@ void tst_SerialMonitor::choosingItAgainRaisesTheWindow()
     window.show();
     QVERIFY(openSerialMonitor(window));
 
-    // The platform says that it was asked.
+    // This message shows that the platform was asked to raise the window.
     QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
     QVERIFY(chooseMenuEntry(window, "actionSerial_Monitor"));
 }
 
-// As the poll hides it when the device is lost.
+// The poll hides it in this way when the device is lost.
 void tst_SerialMonitor::aWindowHiddenWhileMinimizedIsRestored()
 {
     const PluggedDevice device;
@@ -1259,7 +1259,7 @@ void tst_SerialMonitor::textGoesThereAndBack()
     window.show();
     QVERIFY(openSerialMonitor(window));
 
-    // The device answers the letter that it knows.
+    // The device answers the one letter that it knows.
     QVERIFY(send(*serialMonitor(window), QStringLiteral("move"), how));
 
     QTRY_COMPARE_WITH_TIMEOUT(view(*serialMonitor(window))->toPlainText(), QStringLiteral("got it"),
