@@ -1,4 +1,5 @@
-// The publishing guide: its web server serves a published folder to the real program.
+// The publishing guide: its commands do what it says, and its web server serves a published folder
+// to the real program.
 #include "support/applicationdirectory.h"
 #include "support/installedprogram.h"
 #include "support/patience.h"
@@ -12,6 +13,8 @@
 #include <QTest>
 #include <QUrl>
 
+#include <unistd.h>
+
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -20,6 +23,7 @@ namespace {
 
 const QByteArray folder = "/vt_updater/";
 const QByteArray indexAddress = "/vt_updater/file_list.txt";
+const QString portMark = QStringLiteral("@PORT@"); // for scripts/loopback-server
 
 QString guide()
 {
@@ -31,6 +35,76 @@ QString configurationOfTheGuide()
     static const QRegularExpression block(QStringLiteral("```nginx\n(.*?)```"),
                                           QRegularExpression::DotMatchesEverythingOption);
     return block.match(guide()).captured(1);
+}
+
+// The commands of the guide that follow this text.
+QStringList commandsAfter(const QString &text)
+{
+    const QString all = guide();
+    if (all.count(text) != 1)
+        qFatal("the guide says this not once: %s", qPrintable(text));
+    const QRegularExpression block(QRegularExpression::escape(text)
+                                   + QStringLiteral("\n\n((?:    .*\n)+)"));
+    QStringList commands =
+        block.match(all).captured(1).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (QString &command : commands)
+        command = command.trimmed();
+    return commands;
+}
+
+// How to check, load and ask the web server.
+QStringList commandsOfTheServer()
+{
+    const QStringList commands =
+        commandsAfter(QStringLiteral("Check it, load it, and make sure that it answers:"));
+    if (commands.size() != 3)
+        qFatal("the guide does not check, load and ask the web server");
+    return commands;
+}
+
+void exchange(QString *text, const QString &found, const QString &wanted)
+{
+    if (text->count(found) != 1)
+        qFatal("the guide lacks %s", qPrintable(found));
+    text->replace(found, wanted);
+}
+
+// For the shell.
+QString quoted(const QString &path)
+{
+    return QLatin1Char('"') + path + QLatin1Char('"');
+}
+
+struct Outcome
+{
+    int exitStatus = -1;
+    QByteArray output;
+    QByteArray problems;
+};
+
+// Runs a command of the guide where the guide's reader does. The tests have the rights that it
+// needs without sudo.
+Outcome follow(QString command)
+{
+    command.remove(QRegularExpression(QStringLiteral("^sudo ")));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"http_proxy", "HTTP_PROXY", "all_proxy", "ALL_PROXY"})
+        environment.remove(QLatin1String(name));
+    environment.insert(QStringLiteral("USER"), QString::number(getuid()));
+    environment.insert(QStringLiteral("PATH"),
+                       environment.value(QStringLiteral("PATH")) + QStringLiteral(":/usr/sbin"));
+    QProcess shell;
+    shell.setProcessEnvironment(environment);
+    shell.setWorkingDirectory(
+        QFileInfo(QStringLiteral(PUBLISHING_GUIDE)).dir().filePath(QStringLiteral("..")));
+    shell.start(QStringLiteral("sh"), {QStringLiteral("-c"), command}, QIODevice::ReadOnly);
+    Outcome outcome;
+    if (!shell.waitForFinished(patience) || shell.exitStatus() != QProcess::NormalExit)
+        return outcome;
+    outcome.exitStatus = shell.exitCode();
+    outcome.output = shell.readAllStandardOutput();
+    outcome.problems = shell.readAllStandardError();
+    return outcome;
 }
 
 // The guide's web server; only places, port and user are this machine's.
@@ -47,21 +121,56 @@ public:
     WebServer(const WebServer &) = delete;
     WebServer &operator=(const WebServer &) = delete;
 
-    bool start()
+    bool start() { return startWith(configuration()); }
+
+    // As the package leaves it: without the guide's configuration.
+    bool startAsInstalled()
     {
-        if (!writeConfiguration())
-            return false;
-        // It does not outlive a test that is killed.
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(QStringLiteral("setpriv"),
-                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"),
-                       QStringLiteral(LOOPBACK_SERVER), QStringLiteral("--configuration"),
-                       inPlace("guide.conf"), place},
-                      QIODevice::ReadOnly);
-        if (!process.waitForReadyRead(patience))
-            return false;
-        url = QUrl(QString::fromLatin1(process.readLine().trimmed()));
-        return answerTo("/").startsWith("HTTP/1.1 404 ");
+        QString text = configuration();
+        static const QRegularExpression locations(QStringLiteral("location = .*(?=location / )"),
+                                                  QRegularExpression::DotMatchesEverythingOption);
+        return startWith(text.remove(locations));
+    }
+
+    // Takes the place of the one that the server was started with.
+    bool install(QString text) const
+    {
+        exchange(&text, portMark, QString::number(url.port()));
+        return write("nginx.conf", text);
+    }
+
+    // The guide's configuration, with a mark for the port.
+    QString configuration() const
+    {
+        QString text = configurationOfTheGuide();
+        exchange(&text, QStringLiteral("user www-data"), QStringLiteral("user root"));
+        exchange(&text, QStringLiteral("/run/nginx.pid"), quotedInPlace("nginx.pid"));
+        exchange(&text, QStringLiteral("/var/log/nginx/error.log"), quotedInPlace("error.log"));
+        exchange(&text, QStringLiteral("/var/log/nginx/access.log"), quotedInPlace("access.log"));
+        exchange(&text, QStringLiteral("/srv/vantrel;"), quoted(place) + QLatin1Char(';'));
+        exchange(&text, QStringLiteral("listen 80 "),
+                 QStringLiteral("listen 127.0.0.1:%1 ").arg(portMark));
+        text.append(QStringLiteral("daemon off;\n"));
+        exchange(&text, QStringLiteral("http {"), QStringLiteral("http {") + temporaryPaths());
+        return text;
+    }
+
+    // Runs a command of the guide on this server. There is no systemd, whose unit for nginx reloads
+    // with the same signal.
+    Outcome perform(QString command) const
+    {
+        const QString nginx = QStringLiteral("nginx -e %1 -c %2 ")
+                                  .arg(quotedInPlace("error.log"), quotedInPlace("nginx.conf"));
+        command.replace(QStringLiteral("systemctl reload nginx"),
+                        QStringLiteral("nginx -s reload"));
+        if (command.contains(QStringLiteral("systemctl")))
+            qFatal("this is for the system's server: %s", qPrintable(command));
+        command.replace(QStringLiteral("nginx -"), nginx + QLatin1Char('-'));
+        command.replace(
+            QRegularExpression(QStringLiteral("http://(127\\.0\\.0\\.1|updates\\.example\\.org)/")),
+            address() + QLatin1Char('/'));
+        command.replace(QStringLiteral("/var/log/nginx/access.log"), quotedInPlace("access.log"));
+        return follow(command);
     }
 
     // Ends normally, with all lines in the log.
@@ -105,31 +214,7 @@ private:
         return place + QLatin1Char('/') + QLatin1String(fileName);
     }
 
-    QString quotedInPlace(const char *fileName) const
-    {
-        return QLatin1Char('"') + inPlace(fileName) + QLatin1Char('"');
-    }
-
-    static void exchange(QString *text, const QString &found, const QString &wanted)
-    {
-        if (text->count(found) != 1)
-            qFatal("the guide's configuration lacks %s", qPrintable(found));
-        text->replace(found, wanted);
-    }
-
-    QString configuration() const
-    {
-        QString text = configurationOfTheGuide();
-        exchange(&text, QStringLiteral("user www-data"), QStringLiteral("user root"));
-        exchange(&text, QStringLiteral("/run/nginx.pid"), quotedInPlace("nginx.pid"));
-        exchange(&text, QStringLiteral("/var/log/nginx/error.log"), quotedInPlace("error.log"));
-        exchange(&text, QStringLiteral("/var/log/nginx/access.log"), quotedInPlace("access.log"));
-        exchange(&text, QStringLiteral("/srv/vantrel;"), QStringLiteral("\"%1\";").arg(place));
-        exchange(&text, QStringLiteral("listen 80 "), QStringLiteral("listen 127.0.0.1:@PORT@ "));
-        text.append(QStringLiteral("daemon off;\n"));
-        exchange(&text, QStringLiteral("http {"), QStringLiteral("http {") + temporaryPaths());
-        return text;
-    }
+    QString quotedInPlace(const char *fileName) const { return quoted(inPlace(fileName)); }
 
     // Only root can write to the system's.
     QString temporaryPaths() const
@@ -141,10 +226,27 @@ private:
         return paths;
     }
 
-    bool writeConfiguration() const
+    bool write(const char *fileName, const QString &text) const
     {
-        QFile file(inPlace("guide.conf"));
-        return file.open(QIODevice::WriteOnly) && file.write(configuration().toUtf8()) > 0;
+        QFile file(inPlace(fileName));
+        return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) > 0;
+    }
+
+    bool startWith(const QString &text)
+    {
+        if (!write("guide.conf", text))
+            return false;
+        // It does not outlive a test that is killed.
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(QStringLiteral("setpriv"),
+                      {QStringLiteral("--pdeathsig"), QStringLiteral("TERM"),
+                       QStringLiteral(LOOPBACK_SERVER), QStringLiteral("--configuration"),
+                       inPlace("guide.conf"), place},
+                      QIODevice::ReadOnly);
+        if (!process.waitForReadyRead(patience))
+            return false;
+        url = QUrl(QString::fromLatin1(process.readLine().trimmed()));
+        return answerTo("/").startsWith("HTTP/1.1 404 ");
     }
 
     QString place;
@@ -212,6 +314,11 @@ private slots:
     void init();
     void cleanup();
 
+    void commandsPublishTheFirstRelease();
+    void commandsLoadTheConfiguration();
+    void commandFindsABrokenConfiguration();
+    void commandsWatchARelease();
+    void commandShowsHowTheServerAnswers();
     void indexMayBeCachedForAMinute();
     void sketchMayBeCachedForGood();
     void nothingElseIsServed_data();
@@ -255,6 +362,100 @@ void tst_PublishingGuide::publish(const QStringList &baseNames)
     published.sort();
     const Publisher::Result result = publisher->publish();
     QVERIFY2(result.exitStatus == 0, qPrintable(result.problems));
+}
+
+void tst_PublishingGuide::commandsPublishTheFirstRelease()
+{
+    const QString sketch = publisher->addSketch(QStringLiteral("Blink__4"));
+    const QString above = publisher->place() + QStringLiteral("/srv/a server");
+    const QString served = above + QStringLiteral("/vt_updater");
+    QStringList once = commandsAfter(
+        QStringLiteral("The tool creates it, but not the folder above; create that once:"));
+    for (QString &command : once)
+        exchange(&command, QStringLiteral("/srv/vantrel"), quoted(above));
+    QStringList release = commandsAfter(QStringLiteral("Then, for each release:"));
+    for (QString &command : release)
+        exchange(&command, QStringLiteral("SKETCHES SERVED"),
+                 quoted(publisher->sketches()) + QLatin1Char(' ') + quoted(served));
+
+    QCOMPARE(once.size(), 2);
+    QCOMPARE(release.size(), 2);
+    for (const QString &command : once + release) {
+        QVERIFY(!QFile::exists(served));
+        const Outcome outcome = follow(command);
+        QVERIFY2(outcome.exitStatus == 0, outcome.problems.constData());
+    }
+    QCOMPARE(ApplicationDirectory::contentOf(served + QStringLiteral("/file_list.txt")),
+             sketch.toUtf8());
+}
+
+void tst_PublishingGuide::commandsLoadTheConfiguration()
+{
+    publish({QStringLiteral("Blink__3"), QStringLiteral("Servo__1")});
+    QVERIFY(server->startAsInstalled());
+    const QStringList commands = commandsOfTheServer();
+    QVERIFY(server->install(server->configuration()));
+
+    const Outcome test = server->perform(commands.at(0));
+    QVERIFY2(test.exitStatus == 0, test.problems.constData());
+    QVERIFY2(test.problems.contains("test is successful"), test.problems.constData());
+    Outcome answer = server->perform(commands.at(2));
+    QVERIFY2(answer.output.startsWith("HTTP/1.1 404 "), answer.output.constData());
+
+    const Outcome reload = server->perform(commands.at(1));
+    QVERIFY2(reload.exitStatus == 0, reload.problems.constData());
+    const auto showsTheIndex = [&] {
+        answer = server->perform(commands.at(2));
+        return answer.output.contains("200 OK\r\n");
+    };
+    QTRY_VERIFY2_WITH_TIMEOUT(showsTheIndex(), answer.output.constData(), patience);
+    QCOMPARE(bodyOf(answer.output), publisher->index());
+}
+
+void tst_PublishingGuide::commandFindsABrokenConfiguration()
+{
+    QVERIFY(server->startAsInstalled());
+    QString broken = server->configuration();
+    exchange(&broken, QStringLiteral("sendfile on;"), QStringLiteral("sendfile on"));
+    QVERIFY(server->install(broken));
+
+    const Outcome test = server->perform(commandsOfTheServer().at(0));
+    QCOMPARE(test.exitStatus, 1);
+    QVERIFY2(test.problems.contains("test failed"), test.problems.constData());
+}
+
+void tst_PublishingGuide::commandsWatchARelease()
+{
+    publish({QStringLiteral("Blink__4"), QStringLiteral("Servo__1")});
+    QVERIFY(server->start());
+    const QStringList commands =
+        commandsAfter(QStringLiteral("The server must deliver the new index and the file:"));
+    QCOMPARE(commands.size(), 2);
+    QCOMPARE(server->perform(commands.at(0)).output, publisher->index());
+    const Outcome file = server->perform(commands.at(1));
+    QVERIFY2(file.exitStatus == 0, file.problems.constData());
+
+    publish({QStringLiteral("Servo__1")});
+    QVERIFY(server->perform(commands.at(1)).exitStatus != 0);
+
+    server->stop();
+    const QStringList search =
+        commandsAfter(QStringLiteral("The server's log shows each client that fetches the file:"));
+    QCOMPARE(search.size(), 1);
+    QCOMPARE(server->perform(search.first()).output.count('\n'), 2);
+}
+
+void tst_PublishingGuide::commandShowsHowTheServerAnswers()
+{
+    publish({QStringLiteral("Blink__3")});
+    QVERIFY(server->start());
+    const QStringList commands = commandsAfter(QStringLiteral("To check your server:"));
+    QCOMPARE(commands.size(), 1);
+    const Outcome answer = server->perform(commands.first());
+    QVERIFY2(answer.output.startsWith("HTTP/1.1 200 "), answer.problems.constData());
+    QVERIFY(answer.output.contains("\r\nContent-Length: "));
+    QVERIFY(!answer.output.contains("\r\nContent-Encoding: "));
+    QVERIFY(!answer.output.contains("\r\nTransfer-Encoding: "));
 }
 
 void tst_PublishingGuide::indexMayBeCachedForAMinute()
