@@ -109,6 +109,18 @@ absent_port()
     expect "it names the devices that are" says absent "there is no port ${port}9; devices here: $port"
 }
 
+# keeps_flash RUN: reading and comparing take a quarter of a minute each, and longer on a busy machine.
+keeps_flash()
+{
+    expect_soon "the flash is read" has_read_flash "$1"
+    expect_soon "its copy is named" says "$1" "The copy of the board's flash is"
+}
+
+has_read_flash()
+{
+    compgen -G "$scratch/copies/$1/*/*.bin" >/dev/null
+}
+
 # in_terminal LOG COMMAND...: where the log is what the screen shows.
 in_terminal()
 {
@@ -172,6 +184,7 @@ interrupted()
     terminal=$!
     set +m
     exec 3>"$scratch/keys"
+    keeps_flash interrupted
     expect_soon "it asks" says interrupted 'Type "yes"'
     echo yes >&3
     expect_soon "version 1 is on the board" says interrupted "$version_1"
@@ -202,6 +215,29 @@ report_of()
     grep -qsF "${2:-Outcome}" "$scratch/copies/$1/"*/report.txt
 }
 
+# As kill and a system that shuts down send it: to the script alone.
+terminated()
+{
+    local status=0 process
+    mkdir "$scratch/temporary"
+    TMPDIR=$scratch/temporary "${demo[@]}" --port "$port" --yes \
+        --copies "$scratch/copies/terminated" >"$scratch/terminated" 2>&1 </dev/null &
+    process=$!
+    keeps_flash terminated
+    expect_soon "version 1 is on the board again" says terminated "$version_1"
+    kill -TERM "$process"
+    expect_soon "its own flash is put back" says terminated "Putting the board's own flash back"
+    kill -TERM "$process"
+    expect_soon "another SIGTERM is answered" \
+        says terminated "The board first gets its own flash back."
+    wait "$process" || status=$?
+    expect "the script has waited for the board" flash_is_own
+    expect "its exit status tells of SIGTERM" [ "$status" -eq 143 ]
+    expect "so does the report" report_of terminated "ended early (stopped by SIGTERM); \
+the board has its own flash again"
+    expect "it leaves nothing behind" rmdir "$scratch/temporary"
+}
+
 # Nothing can be put back then.
 unplugged()
 {
@@ -211,6 +247,7 @@ unplugged()
         >"$scratch/unplugged" 2>&1 </dev/null &
     group=$!
     set +m
+    keeps_flash unplugged
     expect_soon "version 1 is on the board once more" says unplugged "$version_1"
     control unplug >/dev/null
     kill -TERM -- "-$group"
@@ -260,6 +297,7 @@ case ${role:-} in
         absent_port
         refused_question
         interrupted
+        terminated
         unplugged
         whole_demonstration
         ;;
