@@ -19,7 +19,7 @@ if [ -z "${scratch:-}" ]; then
     trap 'rm -rf "$scratch"' EXIT
     export scratch
 fi
-demo=(env -u SIMULATED_DEVICE_CONTROL "$root/scripts/demo" --build "$build"
+demo=(env -u SIMULATED_DEVICE_CONTROL "$root/scripts/demo" --build "$scratch/build"
     --program "$scratch/program/VTUpdater" --screenshots "$scratch/screenshots")
 
 control()
@@ -85,6 +85,17 @@ unusable_options()
     refuses_options "a display of no dots per inch" --port "$port" --yes --dpi 0 "${copies[@]}"
     refuses_options "nobody to ask" --port "$port" "${copies[@]}"
     expect "it tells how to answer beforehand" says usage "--yes says yes"
+}
+
+unusable_build()
+{
+    expect_text "a build without the simulated device is refused" 1 status_of unusable "${demo[@]}"
+    expect "it says what is missing" says unusable \
+        "not a finished build: $scratch/build/tools/simulated-device/simulated-device is missing"
+    expect_text "what is no build is refused for a board as well" 1 \
+        status_of unusable "${demo[@]}" --build "$scratch/program" --port "$port" --yes
+    expect "it says what is missing there" says unusable \
+        "not a finished build: $scratch/program/version.txt is missing"
 }
 
 #### With what the program would not list
@@ -281,12 +292,16 @@ case ${role:-} in
     "")
         mkdir "$scratch/program" "$scratch/copies"
         cp -r "$build/VTUpdater" "$build/avrdude" "$scratch/program"
+        # A board needs no simulated device.
+        mkdir "$scratch/build"
+        cp -r "$build/version.txt" "$build/firmware" "$scratch/build"
         # Full up to its bootloader: whatever is written above the small sketch, shows.
         head -c 23552 /dev/urandom >"$scratch/filling"
         srec_cat "$build/firmware/Lantern__1.ino.with_bootloader.standard.hex" -Intel \
             -exclude 0x2000 0x7c00 "$scratch/filling" -Binary -offset 0x2000 \
             -Output "$scratch/own.hex" -Intel
         unusable_options
+        unusable_build
         on_device other --port "$port" --product 6015 -- "$0" "$build" "$port"
         on_device other --port "ttyACM${port//[^0-9]/}" -- "$0" "$build" "ttyACM${port//[^0-9]/}"
         on_device board --port "$port" --serial "$serial" -- "$0" "$build" "$port"
