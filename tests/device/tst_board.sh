@@ -12,6 +12,7 @@ port=$2
 root=$(cd "$here/../.." && pwd)
 device=$build/tools/simulated-device/simulated-device
 serial=A5XK3RJT
+below_boot_section=30720 # bytes, of any bootloader
 version_1="Version 1 of the demonstration's sketch is on the board."
 
 if [ -z "${scratch:-}" ]; then
@@ -54,7 +55,9 @@ flash_is_own()
 
 copy_is_own()
 {
-    cmp "$scratch/own" "$scratch/copies/$1/$port-$serial-"*/flash.bin
+    cmp "$scratch/own" "$scratch/copies/$1/$port-$serial-"*/flash.bin \
+        && cmp <(head -c "$below_boot_section" "$scratch/own") \
+            "$scratch/copies/$1/$port-$serial-"*/below-boot-section.bin
 }
 
 names_its_copy()
@@ -267,10 +270,26 @@ unplugged()
     expect "it says what the board is like" says unplugged "THE BOARD DOES NOT HAVE ITS OWN FLASH"
     expect "it names the copy at its end" names_its_copy unplugged 28
     command=$(sed -n '/This puts it back/{n;s/^ *//p;q}' "$scratch/unplugged")
+    expect "it tells a command" [ -n "$command" ]
     control replug >/dev/null
+    expect_text "all that can be written is changed" 0 change_flash
     expect "the board has another flash" not_own_flash
-    expect "the command that it tells succeeds" eval "$command" >"$scratch/command" 2>&1
+    expect "the command succeeds" status_is_0 "$command"
     expect "the board has its own flash after that command" flash_is_own
+}
+
+change_flash()
+{
+    local avrdude=$scratch/program/avrdude
+    head -c "$below_boot_section" /dev/urandom >"$scratch/noise"
+    status_of change "$avrdude/avrdude" -C"$avrdude/avrdude.conf" -patmega328p -carduino \
+        -P"/dev/$port" -b115200 -D -V -Uflash:w:"$scratch/noise":r
+}
+
+# status_is_0 COMMAND: as typed into a shell.
+status_is_0()
+{
+    [ "$(status_of command bash -c "$1")" -eq 0 ]
 }
 
 # The system knows the driver of a real adapter.
