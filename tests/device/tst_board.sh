@@ -17,11 +17,22 @@ version_1="Version 1 of the demonstration's sketch is on the board."
 
 if [ -z "${scratch:-}" ]; then
     scratch=$(mktemp -d "${TMPDIR:-/tmp}/tst_board.XXXXXX")
-    trap 'rm -rf "$scratch"' EXIT
+    trap 'show_last_log $?; rm -rf "$scratch"' EXIT
     export scratch
 fi
 demo=(env -u SIMULATED_DEVICE_CONTROL "$root/scripts/demo" --build "$scratch/build"
     --program "$scratch/program/VTUpdater" --screenshots "$scratch/screenshots")
+
+# show_last_log STATUS: of what was run last, if the test fails.
+show_last_log()
+{
+    local log
+    [ "$1" -ne 0 ] || return 0
+    for log in whole unplugged terminated interrupted refused; do
+        [ ! -e "$scratch/$log" ] || break
+    done
+    tail -n 40 "$scratch/$log" || true
+}
 
 control()
 {
