@@ -154,11 +154,28 @@ in_terminal()
     SHELL=/bin/bash script --quiet --return --flush --command "${*@Q}" "$log" >/dev/null
 }
 
+# As on a busy machine, where avrdude does not always get along with a bootloader at once.
+fail_avrdude_once()
+{
+    local avrdude=$scratch/program/avrdude/avrdude
+    mv "$avrdude" "$avrdude.real"
+    cat >"$avrdude" <<TEXT
+#!/bin/sh
+mv "$avrdude.real" "$avrdude"
+echo "avrdude: error: not in sync" >&2
+exit 1
+TEXT
+    chmod +x "$avrdude"
+}
+
 refused_question()
 {
     local status=0
+    fail_avrdude_once
     in_terminal refused "${demo[@]}" --port "$port" --copies "$scratch/copies/refused" <<<no \
         || status=$?
+    expect "the flash is read once more if that fails" \
+        says refused "This failed: avrdude: error: not in sync. Trying again"
     expect "a question that is answered with no ends it" [ "$status" -eq 1 ]
     expect "it had named the copy" comes_before refused "The copy of the board's flash is" 'Type "yes"'
     expect "it names the copy at its end" names_its_copy refused 18
