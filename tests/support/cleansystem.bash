@@ -49,8 +49,10 @@ keep_system()
         rm "$kept.InRelease.new"
         return
     fi
+    # It tells a shell which descriptors to use, and Debian's shell knows only those of one digit. CTest
+    # and the caller's lock leave too few.
     mmdebstrap --variant=apt --skip=cleanup/apt/lists --format=tar "$release" "$kept.tar.new" \
-        "$mirror" >"$kept.log" 2>&1 || {
+        "$mirror" >"$kept.log" 2>&1 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&- || {
         cat "$kept.log"
         fail "mmdebstrap makes a clean $release"
     }
