@@ -101,7 +101,7 @@ private:
     void restartAndRecover(Campaign::Dice *dice, int files);
 
     std::unique_ptr<RepositoryServer> server;
-    ProcessUsage usage; // of this process, without a window
+    ProcessUsage usage; // of this process, after a window
 };
 
 // This process also has the server's ends of the connections.
@@ -119,6 +119,9 @@ void campaign_Server::initTestCase()
     MainWindow window;
     if (!window.areYouOnline())
         QSKIP("without a network interface that is up every refresh is refused");
+    // Qt 6 paints with threads of its own, which stay for half a minute.
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
     QVERIFY(settle(window));
     server.reset();
 }
