@@ -45,6 +45,16 @@ double fullness(const QTextDocument &document)
     return qMax(heightOf(document) / tallestText, document.characterCount() / longestText);
 }
 
+// What is above the cursor: everything that is laid out if the cursor's paragraph is not.
+int heightAbove(const QTextCursor &cursor, const QTextBrowser &view)
+{
+    const QTextCursor start(view.document());
+    const int height = view.cursorRect(cursor).top() - view.cursorRect(start).top();
+    if (cursor.block().layout()->lineCount() == 0)
+        return int(view.document()->size().height());
+    return height;
+}
+
 // A text browser's own append() takes whatever looks like a tag for HTML.
 void appendPlainParagraph(QTextDocument *document, const QString &text)
 {
@@ -104,8 +114,7 @@ int SerialMonitor::dropOldestText()
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::NextBlock, QTextCursor::KeepAnchor,
                         qMax(1, int(document->blockCount() * portion)));
-    const int height = ui->textBrowser->cursorRect(cursor).top()
-        - ui->textBrowser->cursorRect(QTextCursor(document)).top();
+    const int height = heightAbove(cursor, *ui->textBrowser);
     const QTextBlock next = lastParagraphLaidOut(*document).next();
     const bool whole = !next.isValid();
     const QTextCursor rest(next);
