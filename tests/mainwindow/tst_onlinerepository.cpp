@@ -482,7 +482,7 @@ private:
     }
     // The entries of the index are held back until they are let through one by one.
     void startHolding(const QStringList &entries);
-    // True when the next reply has been handled.
+    // True when its replies have been handled: as many as there were requests.
     bool letThrough(const QString &entry);
     // All replies have been handled.
     bool isSettled() const { return window->findChildren<QNetworkReply *>().isEmpty(); }
@@ -1087,7 +1087,8 @@ void tst_OnlineRepository::startHolding(const QStringList &entries)
 
 bool tst_OnlineRepository::letThrough(const QString &entry)
 {
-    const auto left = window->findChildren<QNetworkReply *>().size() - 1;
+    const auto left =
+        window->findChildren<QNetworkReply *>().size() - server->requestCount(addressOf(entry));
     server->release(addressOf(entry));
     return QTest::qWaitFor([&] { return window->findChildren<QNetworkReply *>().size() <= left; },
                            patience);
