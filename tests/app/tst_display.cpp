@@ -446,9 +446,11 @@ void tst_Display::ruleBelowTheMenuBar()
     const auto *bar = child<QMenuBar>(*window, "menuBar");
     QVERIFY(!bar->isNativeMenuBar());
     const QList<QImage> rules = rulesOf(seenPart(*window, areaOf(*bar)), background(*window));
-    QCOMPARE(rules.isEmpty(), style == QLatin1String("Breeze"));
+    // Breeze has none before version 6. Then its line ends one screen pixel before the window.
+    const bool isBreeze = style == QLatin1String("Breeze");
+    QVERIFY(!rules.isEmpty() || isBreeze);
     for (const QImage &rule : rules)
-        QVERIFY(isUniform(rule));
+        QVERIFY(isUniform(rule.copy(0, 0, rule.width() - int(isBreeze), 1)));
 }
 
 void tst_Display::openMenu_data()
