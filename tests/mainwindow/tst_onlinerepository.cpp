@@ -700,8 +700,10 @@ void tst_OnlineRepository::indexFails_data()
     QTest::newRow("to another scheme")
         << Answer::redirect("https://updates.korvex.example/vt_updater/file_list.txt", index) << 1;
     QTest::newRow("to nowhere") << Answer::redirect("", index) << 1;
+    // Qt 6.8 waits for another answer after one with a status below 200, and asks again.
     for (const NamedAnswer &wrong : wrongAnswers(index))
-        QTest::newRow(wrong.name) << wrong.answer << 1;
+        QTest::newRow(wrong.name) << wrong.answer
+                                  << int(!wrong.answer.sentAtOnce.contains(" 199 "));
     QTest::newRow("in a circle") << Answer::redirect("file_list.txt", index) << 0;
     QTest::newRow("closed without a word") << Answer::closedAtOnce() << 0;
 }
@@ -1780,7 +1782,11 @@ void tst_OnlineRepository::staysInsideTheRepository()
     start();
     QTRY_VERIFY_WITH_TIMEOUT(!label().isEmpty() && isSettled(), patience);
     QCOMPARE(programs(), QStringList {QStringLiteral("Good")});
-    QCOMPARE(server->requests().size(), 3 + (location.startsWith('/') ? 1 : 0));
+    // Qt 6.8 asks nobody for an address with an encoded NUL.
+    const int most = 3 + (location.startsWith('/') ? 1 : 0);
+    const int fewest = (entry + location).contains("%00") ? most - 1 : most;
+    QVERIFY(server->requests().size() >= fewest);
+    QVERIFY(server->requests().size() <= most);
 
     // The next index may hold nothing of it.
     serveIndex(hex("Good__1").toUtf8());
