@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QNetworkAccessManager>
+#include <QPixmapCache>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
@@ -106,11 +107,18 @@ private:
     QSet<QPair<QObject *, int>> timers;
 };
 
+// Qt 6.8 keeps the scaled icon of each message box in its cache, which has a limit of its own.
+qint64 heapWithoutCachedPictures()
+{
+    QPixmapCache::clear();
+    return Footprint::heapBytes();
+}
+
 // What the program uses, and how many requests it has made.
 struct Holding
 {
     qint64 resident = Footprint::residentBytes();
-    qint64 heap = Footprint::heapBytes();
+    qint64 heap = heapWithoutCachedPictures();
     ProcessUsage usage = Footprint::usage();
     int objects = 0; // of the window, but for its network managers
     int timers = TimerCount().found();
