@@ -252,11 +252,14 @@ QByteArray tst_InsideTheDevice::ask(QSerialPort &port)
     return port.readLine();
 }
 
+// On a loaded machine the chip may lag just so far that the adapter's timer cuts each answer, if
+// each request comes as soon as the answer before it. So each comes a little later than the last.
 int tst_InsideTheDevice::attemptsUntilAnswer(QSerialPort &port, const QByteArray &answer)
 {
     for (int attempt = 1; attempt <= queryAttempts; ++attempt) {
         if (ask(port) == answer)
             return attempt;
+        QThread::msleep(unsigned(attempt));
     }
     return queryAttempts + 1;
 }

@@ -353,7 +353,10 @@ void tst_Rehearsal::reasonOfARefusal()
                                      .problems.split(QLatin1Char('\n'))
                                      .filter(QLatin1String("  ") + step + QLatin1String(": "));
     QCOMPARE(refusals.size(), 1);
-    const QString &told = refusals.first();
+    QString told = refusals.first();
+    // On a busy machine the answers to several requests may arrive together.
+    static const QRegularExpression repeated(QStringLiteral(R"((Version:\w+\\r\\n)\1+)"));
+    told.replace(repeated, QStringLiteral("\\1"));
     QVERIFY2(told.contains(QLatin1String(": expected ") + expected), qPrintable(told));
     QVERIFY2(told.section(QLatin1String("; got "), 1).contains(came), qPrintable(told));
 }
