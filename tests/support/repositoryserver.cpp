@@ -5,6 +5,7 @@
 #include <QMultiHash>
 #include <QMutex>
 #include <QPointer>
+#include <QSemaphore>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -176,10 +177,11 @@ public:
         QObject::connect(&thread, &QThread::started, look, QOverload<>::of(&QTimer::start));
         QObject::connect(&thread, &QThread::finished, &server, [this] { close(); });
         server.moveToThread(&thread);
-        thread.start();
         // A thread reads the environment when it starts, and a test's next step may be to change
         // it, as umockdev does.
-        QMetaObject::invokeMethod(&server, [] { }, Qt::BlockingQueuedConnection);
+        QObject::connect(&thread, &QThread::started, &server, [this] { running.release(); });
+        thread.start();
+        running.acquire();
     }
 
     ~Worker()
@@ -297,6 +299,7 @@ private:
         qDeleteAll(server.findChildren<QObject *>(QString(), Qt::FindDirectChildrenOnly));
     }
 
+    QSemaphore running; // taken when the thread runs
     QThread thread;
     int open = 0; // connections
     QTcpServer server;
