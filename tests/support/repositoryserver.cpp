@@ -299,7 +299,7 @@ private:
         qDeleteAll(server.findChildren<QObject *>(QString(), Qt::FindDirectChildrenOnly));
     }
 
-    QSemaphore running; // taken when the thread runs
+    QSemaphore running; // released once the thread runs
     QThread thread;
     int open = 0; // connections
     QTcpServer server;
