@@ -7,9 +7,12 @@
 
 // GLib's headers use the name "signals", which is a macro of Qt's.
 #undef signals
+#include <gio/gio.h>
 #include <umockdev.h>
 
+#include <mutex>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -21,6 +24,26 @@ gboolean allowExclusiveUse(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpo
         return FALSE;
     umockdev_ioctl_client_complete(client, 0, 0);
     return TRUE;
+}
+
+// umockdev serves the nodes in a thread of its own, and GLib reads the environment when a class is
+// used for the first time. It must not happen there, because a test may be changing the
+// environment.
+void useClassesOfServingThread()
+{
+    int ends[2] = {};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+        qFatal("no pair of sockets");
+    for (const int end : ends) {
+        GSocket *socket = g_socket_new_from_fd(end, nullptr);
+        GSocketConnection *connection = g_socket_connection_factory_create_connection(socket);
+        g_io_stream_get_input_stream(G_IO_STREAM(connection));
+        g_io_stream_get_output_stream(G_IO_STREAM(connection));
+        g_object_unref(connection);
+        g_object_unref(socket);
+    }
+    g_object_unref(g_socket_listener_new());
+    g_object_unref(g_task_new(nullptr, nullptr, nullptr, nullptr));
 }
 
 } // namespace
@@ -49,6 +72,8 @@ struct UsbTestbed::Testbed
 UsbTestbed::UsbTestbed()
     : testbed(new Testbed)
 {
+    static std::once_flag used;
+    std::call_once(used, useClassesOfServingThread);
     if (umockdev_in_mock_environment() == FALSE)
         qFatal("run this test under umockdev-wrapper");
 }
